@@ -1,0 +1,10 @@
+# MORITANE_SANITIZE takes a comma-separated list such as "address,undefined" or "thread".
+set(MORITANE_SANITIZE "" CACHE STRING "Sanitizers for every target")
+if(MORITANE_SANITIZE)
+    add_compile_options(-fsanitize=${MORITANE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${MORITANE_SANITIZE})
+endif()
+if(MORITANE_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
