@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace moritane {
+
+/// An entry of the user defaults: absent, text, boolean or integer.
+using DefaultsValue = std::variant<std::monostate, std::string, bool, std::int64_t>;
+
+/// The user's defaults: a few small values kept across restarts. Safe from any thread.
+class Defaults {
+public:
+    virtual ~Defaults() = default;
+
+    /// The entry at `key`; std::monostate when there is none.
+    [[nodiscard]] virtual DefaultsValue object(std::string_view key) const = 0;
+
+    /// Stores `value` at `key`, replacing what was there; std::monostate removes the entry. The
+    /// store keeps it across restarts; a failure to keep it is the store's to report.
+    virtual void setObject(std::string_view key, DefaultsValue value) = 0;
+
+    void removeObject(std::string_view key) { setObject(key, std::monostate{}); }
+
+    /// Text entries as they are; numbers as their decimal text; none otherwise.
+    [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
+
+    /// Booleans as they are; integers when not zero; text that starts, after blanks, signs and
+    /// zeros, with Y, y, T, t or a digit from 1 to 9; false for a missing entry.
+    [[nodiscard]] bool boolean(std::string_view key) const;
+};
+
+}  // namespace moritane

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "support/Error.h"
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// File operations with the guarantees the shared directory relies on. All of them report
+/// failures as values and may be called from any thread.
+namespace moritane::files {
+
+/// An Error in the "POSIX" domain for `code` (an errno value), naming what failed and where.
+Error posixError(int code, std::string_view action, const std::filesystem::path& path);
+
+/// The whole content of a file. Fails for a directory, for a file that cannot be opened or read,
+/// and for one longer than `maxBytes`, which is then not read to its end.
+Result<std::string> readFile(const std::filesystem::path& path, std::size_t maxBytes);
+
+/// Replaces `path` in one step: the bytes go to a new file beside it, are flushed to disk and the
+/// file is renamed over the target, so a reader sees the old content or the new, never a part.
+/// The new file takes the default permissions. On failure the old file is left as it was.
+std::optional<Error> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
+
+/// Whether anything (a file, a directory, ...) is at `path`.
+bool exists(const std::filesystem::path& path);
+
+/// Makes an empty regular file with default permissions, emptying one that is there.
+bool createEmptyFile(const std::filesystem::path& path);
+
+/// Sets the modification time of `path`, leaving its access time alone.
+bool setModificationTime(const std::filesystem::path& path, std::chrono::system_clock::time_point time);
+
+/// The modification time of `path`, or none when it cannot be read.
+std::optional<std::chrono::system_clock::time_point> modificationTime(const std::filesystem::path& path);
+
+/// Makes `path` and any missing parents with default permissions; true when it is a directory
+/// afterwards.
+bool createDirectories(const std::filesystem::path& path);
+
+}  // namespace moritane::files

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "support/RunLoop.h"
+#include "support/Subscription.h"
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace moritane {
+
+/// A stored value with subscribers. Every assignment, changed or not, tells every subscriber the
+/// new value before the stored value changes, so a subscriber that needs the new value takes it
+/// from its argument. Subscribing delivers the present value at once. Main thread only.
+template <typename T>
+class Published {
+public:
+    using Action = std::function<void(const T&)>;
+
+    explicit Published(T initial = T{}) : m_value(std::move(initial)) {}
+    Published(const Published&) = delete;
+    Published& operator=(const Published&) = delete;
+    Published(Published&&) = delete;
+    Published& operator=(Published&&) = delete;
+    ~Published() = default;
+
+    [[nodiscard]] const T& value() const { return m_value; }
+
+    void set(T newValue) {
+        // A copy, so that an action may subscribe or cancel while it is being told.
+        const auto entries = m_registry->entries;
+        for (const auto& entry : entries) {
+            if (entry->active) {
+                entry->deliver(newValue);
+            }
+        }
+        m_value = std::move(newValue);
+    }
+
+    Published& operator=(T newValue) {
+        set(std::move(newValue));
+        return *this;
+    }
+
+    /// Tells `action` on the assigning thread, at once.
+    [[nodiscard]] Subscription subscribe(Action action) {
+        auto entry = std::make_shared<Entry>();
+        entry->action = std::move(action);
+        entry->deliver = [raw = entry.get()](const T& value) { raw->action(value); };
+        return add(std::move(entry));
+    }
+
+    /// Tells `action` on a later turn of the main queue; the present value, too, arrives there.
+    /// A value still queued when the subscription ends is not delivered.
+    [[nodiscard]] Subscription subscribe(RunLoop& mainQueue, Action action) {
+        auto entry = std::make_shared<Entry>();
+        entry->action = std::move(action);
+        entry->deliver = [&mainQueue, weak = std::weak_ptr<Entry>(entry)](const T& value) {
+            mainQueue.post([weak, value] {
+                if (auto alive = weak.lock(); alive && alive->active) {
+                    alive->action(value);
+                }
+            });
+        };
+        return add(std::move(entry));
+    }
+
+private:
+    struct Entry {
+        bool active = true;
+        Action action;
+        std::function<void(const T&)> deliver;
+    };
+    struct Registry {
+        std::vector<std::shared_ptr<Entry>> entries;
+    };
+
+    Subscription add(std::shared_ptr<Entry> entry) {
+        m_registry->entries.push_back(entry);
+        entry->deliver(m_value);
+        return Subscription([registry = std::weak_ptr<Registry>(m_registry), weakEntry = std::weak_ptr<Entry>(entry)] {
+            auto ended = weakEntry.lock();
+            auto owner = registry.lock();
+            if (!ended || !owner) {
+                return;
+            }
+            ended->active = false;
+            std::erase(owner->entries, ended);
+        });
+    }
+
+    T m_value;
+    std::shared_ptr<Registry> m_registry = std::make_shared<Registry>();
+};
+
+}  // namespace moritane

@@ -1,0 +1,94 @@
+#include "support/Files.h"
+
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace moritane {
+namespace {
+
+using testing::TemporaryDirectory;
+
+std::vector<std::string> entries(const std::filesystem::path& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(FilesTest, ReadFileReadsWholeFilesAndRefusesDirectoriesMissingAndOversizedOnes) {
+    const TemporaryDirectory directory;
+    testing::writeFile(directory / "a", std::string(100000, 'x'));
+    EXPECT_EQ(files::readFile(directory / "a", 100000).value().size(), 100000U);
+    EXPECT_EQ(files::readFile(directory / "a", 99999).error().code, EFBIG);
+    EXPECT_EQ(files::readFile(directory / "missing", 10).error().code, ENOENT);
+    EXPECT_EQ(files::readFile(directory.path(), 10).error().code, EISDIR);
+}
+
+TEST(FilesTest, AtomicWriteReplacesTheTargetAndLeavesNothingElse) {
+    const TemporaryDirectory directory;
+    const auto target = directory / "state.json";
+    ASSERT_FALSE(files::writeFileAtomically(target, "first"));
+    ASSERT_FALSE(files::writeFileAtomically(target, "second"));
+    EXPECT_EQ(testing::readFile(target), "second");
+    EXPECT_EQ(entries(directory.path()), std::vector<std::string>{"state.json"});
+}
+
+TEST(FilesTest, AtomicWriteTakesDefaultPermissions) {
+    const TemporaryDirectory directory;
+    const auto previous = ::umask(022);
+    ASSERT_FALSE(files::writeFileAtomically(directory / "f", "x"));
+    ::umask(previous);
+    struct stat status {};
+    ASSERT_EQ(::stat((directory / "f").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0644U);
+}
+
+TEST(FilesTest, AtomicWriteOverADirectoryFailsAndCleansUp) {
+    const TemporaryDirectory directory;
+    std::filesystem::create_directory(directory / "state.json");
+    const auto error = files::writeFileAtomically(directory / "state.json", "x");
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain, "POSIX");
+    EXPECT_NE(error->description.find("state.json"), std::string::npos);
+    EXPECT_EQ(entries(directory.path()), std::vector<std::string>{"state.json"});
+}
+
+TEST(FilesTest, AtomicWriteIntoAMissingOrFileParentFails) {
+    const TemporaryDirectory directory;
+    EXPECT_EQ(files::writeFileAtomically(directory / "missing" / "f", "x")->code, ENOENT);
+    testing::writeFile(directory / "file", "");
+    EXPECT_EQ(files::writeFileAtomically(directory / "file" / "f", "x")->code, ENOTDIR);
+}
+
+TEST(FilesTest, ModificationTimeIsSetExactlyAndAccessTimeIsLeftAlone) {
+    const TemporaryDirectory directory;
+    const auto path = directory / "heartbeat";
+    ASSERT_TRUE(files::createEmptyFile(path));
+    struct stat before {};
+    ::stat(path.c_str(), &before);
+    const auto when =
+        std::chrono::system_clock::time_point(std::chrono::seconds(1700000000)) + std::chrono::microseconds(250);
+    ASSERT_TRUE(files::setModificationTime(path, when));
+    EXPECT_EQ(files::modificationTime(path), when);
+    struct stat after {};
+    ::stat(path.c_str(), &after);
+    EXPECT_EQ(after.st_atim.tv_sec, before.st_atim.tv_sec);
+    EXPECT_EQ(after.st_atim.tv_nsec, before.st_atim.tv_nsec);
+    EXPECT_FALSE(files::setModificationTime(directory / "missing", when));
+}
+
+TEST(FilesTest, CreateDirectoriesMakesParentsAndReportsAFileInTheWay) {
+    const TemporaryDirectory directory;
+    EXPECT_TRUE(files::createDirectories(directory / "a" / "b"));
+    EXPECT_TRUE(files::createDirectories(directory / "a" / "b"));
+    testing::writeFile(directory / "file", "");
+    EXPECT_FALSE(files::createDirectories(directory / "file"));
+}
+
+}  // namespace
+}  // namespace moritane
