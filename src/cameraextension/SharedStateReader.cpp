@@ -1,0 +1,72 @@
+#include "cameraextension/SharedStateReader.h"
+
+#include "support/Files.h"
+
+#include <algorithm>
+
+namespace moritane {
+
+namespace {
+
+constexpr std::size_t kMaxStateBytes = 64UL * 1024UL;
+constexpr std::size_t kMaxIndexBytes = 64UL * 1024UL * 1024UL;
+
+}  // namespace
+
+Result<Constants::CameraState> SharedStateReader::state() const {
+    auto bytes = files::readFile(m_directory / Constants::stateFileName, kMaxStateBytes);
+    if (!bytes) {
+        return bytes.error();
+    }
+    return Constants::decodeCameraState(bytes.value());
+}
+
+Result<std::vector<SavedImage>> SharedStateReader::images() const {
+    auto bytes = files::readFile(m_directory / Constants::imagesIndexFileName, kMaxIndexBytes);
+    if (!bytes) {
+        return bytes.error();
+    }
+    return decodeSavedImages(bytes.value());
+}
+
+std::optional<SharedStateReader::TimePoint> SharedStateReader::heartbeat() const {
+    return files::modificationTime(m_directory / Constants::heartbeatFileName);
+}
+
+std::optional<std::chrono::nanoseconds> SharedStateReader::heartbeatAge(TimePoint now) const {
+    const auto seen = heartbeat();
+    if (!seen) {
+        return std::nullopt;
+    }
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now - *seen);
+}
+
+SharedStateReader::Output SharedStateReader::output() const {
+    const auto current = state();
+    if (!current) {
+        return Output{};
+    }
+    const auto& value = current.value();
+    Output output{value.mode, std::nullopt, std::nullopt};
+    switch (value.mode) {
+    case Constants::CameraMode::off:
+        break;
+    case Constants::CameraMode::camera:
+        output.cameraId = value.selectedCameraId;
+        break;
+    case Constants::CameraMode::image:
+        if (const auto index = images(); index && value.selectedImageId) {
+            const auto& entries = index.value();
+            const auto entry = std::find_if(entries.begin(), entries.end(), [&](const SavedImage& image) {
+                return image.id == *value.selectedImageId;
+            });
+            if (entry != entries.end()) {
+                output.imageFile = m_directory / Constants::imagesFolderName / entry->fileName;
+            }
+        }
+        break;
+    }
+    return output;
+}
+
+}  // namespace moritane

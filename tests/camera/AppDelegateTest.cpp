@@ -1,0 +1,156 @@
+#include "camera/AppDelegate.h"
+
+#include "platform/sim/CapturingLog.h"
+#include "platform/sim/FakeAppGroupContainer.h"
+#include "platform/sim/FakeCameraAuthorization.h"
+#include "platform/sim/ManualDispatchQueue.h"
+#include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace moritane {
+namespace {
+
+using Constants::CameraMode;
+
+class AppDelegateTest : public ::testing::Test {
+protected:
+    std::shared_ptr<AppDelegate> makeDelegate() {
+        return AppDelegate::create({
+            .cameraManager = cameraManager,
+            .defaults = defaults,
+            .cameraAuthorization = authorization,
+            .utilityQueue = utilityQueue,
+            .mainQueue = loop,
+            .log = log,
+            .updaterCanCheckForUpdates = updaterCanCheck,
+            .setAccessoryActivationPolicy = [this] { steps.emplace_back("activation policy"); },
+            .setupStatusItem =
+                [this] {
+                    steps.emplace_back("status item");
+                    if (statusItemHasButton) {
+                        icons.push_back(cameraManager.get().currentMode.value());
+                    }
+                },
+            .updateStatusIcon = [this](CameraMode mode) { icons.push_back(mode); },
+            .showOnboarding = [this] { steps.emplace_back("onboarding"); },
+            .activateExtensionIfNeeded = [this] { steps.emplace_back("activate extension"); },
+            .refreshExtensionStatus = [this] { steps.emplace_back("refresh extension status"); },
+            .startCameraDiscovery = [this] { steps.emplace_back("camera discovery"); },
+            .attachCameraShortcuts =
+                [this] {
+                    steps.emplace_back(cameraManager.isMade() ? "shortcuts (manager made)" : "shortcuts (no manager)");
+                },
+        });
+    }
+
+    testing::TemporaryDirectory root;
+    FakeAppGroupContainer container{root.path(), root / "fixed"};
+    SharedStore store{container};
+    MemoryDefaults defaults;
+    ManualRunLoop loop;
+    CapturingLog log;
+    FakeCameraAuthorization authorization;
+    ManualDispatchQueue utilityQueue{"utility"};
+    Published<bool> updaterCanCheck{false};
+    SharedInstance<CameraManager> cameraManager{[this] { return CameraManager::create({store, defaults, loop, log}); }};
+    bool statusItemHasButton = true;
+    std::vector<std::string> steps;
+    std::vector<CameraMode> icons;
+};
+
+TEST_F(AppDelegateTest, FirstLaunchShowsOnboardingAndLeavesExtensionAndPermissionAlone) {
+    const auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    EXPECT_EQ(steps, (std::vector<std::string>{"activation policy", "status item", "onboarding", "camera discovery",
+                                               "shortcuts (manager made)"}));
+    EXPECT_EQ(utilityQueue.pending(), 0U);
+    EXPECT_EQ(testing::readFile(root / "state.json"), R"({"mode":"off"})");
+    EXPECT_TRUE(std::filesystem::exists(root / "heartbeat"));
+}
+
+TEST_F(AppDelegateTest, LaterLaunchActivatesTheExtensionThenAsksForTheCameraOnTheUtilityQueue) {
+    defaults.setObject("hasCompletedOnboarding", true);
+    const auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    EXPECT_EQ(steps, (std::vector<std::string>{"activation policy", "status item", "activate extension",
+                                               "camera discovery", "shortcuts (manager made)"}));
+    EXPECT_EQ(authorization.pendingRequests(), 0U);
+    ASSERT_EQ(utilityQueue.runAll(), 1U);
+    ASSERT_EQ(authorization.pendingRequests(), 1U);
+    authorization.answer(true);
+    EXPECT_EQ(log.lines().back(), "Camera permission granted: true");
+}
+
+TEST_F(AppDelegateTest, ADecidedPermissionIsNotAskedForAgain) {
+    defaults.setObject("hasCompletedOnboarding", true);
+    for (const auto status :
+         {AuthorizationStatus::restricted, AuthorizationStatus::denied, AuthorizationStatus::authorized}) {
+        authorization.status = status;
+        makeDelegate()->applicationDidFinishLaunching();
+        utilityQueue.runAll();
+        EXPECT_EQ(authorization.pendingRequests(), 0U);
+    }
+    authorization.status = AuthorizationStatus::notDetermined;
+    makeDelegate()->applicationDidFinishLaunching();
+    utilityQueue.runAll();
+    authorization.answer(false);
+    EXPECT_EQ(log.lines().back(), "Camera permission granted: false");
+}
+
+TEST_F(AppDelegateTest, TheIconFollowsTheModeOnLaterTurnsOfTheMainQueue) {
+    testing::writeFile(root / "state.json",
+                       R"({"mode":"image","selectedImageId":"11111111-2222-4333-8444-555555555555"})");
+    const auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    EXPECT_EQ(icons, std::vector<CameraMode>{CameraMode::image});  // set by the status item itself
+    loop.drainMain();
+    EXPECT_EQ(icons, (std::vector<CameraMode>{CameraMode::image, CameraMode::image}));
+    cameraManager.get().switchToCamera();
+    EXPECT_EQ(icons.size(), 2U);
+    loop.drainMain();
+    EXPECT_EQ(icons.back(), CameraMode::camera);
+}
+
+TEST_F(AppDelegateTest, WithoutAStatusItemButtonTheManagerIsMadeForTheIconSubscription) {
+    statusItemHasButton = false;
+    const auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    EXPECT_TRUE(cameraManager.isMade());
+    EXPECT_EQ(steps.back(), "shortcuts (manager made)");
+    EXPECT_EQ(testing::readFile(root / "state.json"), R"({"mode":"off"})");
+}
+
+TEST_F(AppDelegateTest, CanCheckForUpdatesMirrorsTheUpdaterAfterTheMainQueueDelivers) {
+    updaterCanCheck = true;
+    const auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    EXPECT_FALSE(delegate->canCheckForUpdates());
+    loop.drainMain();
+    EXPECT_TRUE(delegate->canCheckForUpdates());
+    updaterCanCheck = false;
+    loop.drainMain();
+    EXPECT_FALSE(delegate->canCheckForUpdates());
+}
+
+TEST_F(AppDelegateTest, BecomingActiveOnlyRefreshesTheExtensionStatus) {
+    const auto delegate = makeDelegate();
+    delegate->applicationDidBecomeActive();
+    EXPECT_EQ(steps, std::vector<std::string>{"refresh extension status"});
+    EXPECT_FALSE(cameraManager.isMade());
+}
+
+TEST_F(AppDelegateTest, SubscriptionsHoldTheDelegateWeakly) {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    delegate.reset();
+    icons.clear();
+    cameraManager.get().turnOff();
+    loop.drainMain();
+    EXPECT_TRUE(icons.empty());
+}
+
+}  // namespace
+}  // namespace moritane

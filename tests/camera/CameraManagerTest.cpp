@@ -1,0 +1,235 @@
+#include "camera/CameraManager.h"
+
+#include "platform/sim/CapturingLog.h"
+#include "platform/sim/FakeAppGroupContainer.h"
+#include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "support/Files.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace moritane {
+namespace {
+
+using namespace std::chrono_literals;
+using Constants::CameraMode;
+
+const auto kFirst = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
+const auto kSecond = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
+
+class CameraManagerTest : public ::testing::Test {
+protected:
+    std::shared_ptr<CameraManager> make() { return CameraManager::create({store, defaults, loop, log}); }
+    [[nodiscard]] std::string stateFile() const { return testing::readFile(root / "state.json"); }
+    [[nodiscard]] std::optional<std::chrono::system_clock::time_point> heartbeat() const {
+        return files::modificationTime(root / "heartbeat");
+    }
+
+    testing::TemporaryDirectory root;
+    FakeAppGroupContainer container{root.path(), root / "fixed"};
+    SharedStore store{container};
+    MemoryDefaults defaults;
+    ManualRunLoop loop;
+    CapturingLog log;
+};
+
+TEST_F(CameraManagerTest, FirstStartWritesOffAndAnEmptyHeartbeat) {
+    const auto manager = make();
+    EXPECT_EQ(manager->currentMode.value(), CameraMode::off);
+    EXPECT_EQ(stateFile(), R"({"mode":"off"})");
+    EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
+    EXPECT_EQ(heartbeat(), loop.now());
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"CameraManager: wrote state mode=off image=nil camera=nil"});
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(defaults.object("lastSelectedImageId")));
+}
+
+TEST_F(CameraManagerTest, RestoresTheStoredStateAndRemembersItsImageInMemoryOnly) {
+    testing::writeFile(
+        root / "state.json",
+        R"({"selectedCameraId":"cam-1","mode":"image","selectedImageId":"aaaaaaaa-bbbb-4ccc-8ddd-eeeeeeeeeeee"})");
+    const auto manager = make();
+    EXPECT_EQ(manager->currentMode.value(), CameraMode::image);
+    EXPECT_EQ(manager->selectedImageId.value(), kSecond);
+    EXPECT_EQ(manager->selectedCameraId.value(), "cam-1");
+    EXPECT_EQ(manager->lastSelectedImageId(), kSecond);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(defaults.object("lastSelectedImageId")));
+    EXPECT_EQ(
+        stateFile(),
+        R"({"mode":"image","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE","selectedCameraId":"cam-1"})");
+}
+
+TEST_F(CameraManagerTest, TheStoredStateWinsOverTheDefaultsForTheLastImage) {
+    defaults.setObject("lastSelectedImageId", kFirst.uuidString());
+    testing::writeFile(root / "state.json",
+                       R"({"mode":"off","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE"})");
+    EXPECT_EQ(make()->lastSelectedImageId(), kFirst);  // off mode: the stored image does not count
+    testing::writeFile(root / "state.json",
+                       R"({"mode":"image","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE"})");
+    EXPECT_EQ(make()->lastSelectedImageId(), kSecond);
+}
+
+TEST_F(CameraManagerTest, ALastImageThatSpellsNoUuidReadsAsNone) {
+    defaults.setObject("lastSelectedImageId", std::string("not a uuid"));
+    EXPECT_EQ(make()->lastSelectedImageId(), std::nullopt);
+    defaults.setObject("lastSelectedImageId", std::int64_t{5});
+    EXPECT_EQ(make()->lastSelectedImageId(), std::nullopt);
+}
+
+TEST_F(CameraManagerTest, AnUnreadableStateFileStartsSilentlyInOff) {
+    const std::vector<std::string> contents{
+        "",
+        R"({"mode":"camera")",
+        "\xff\xfe{\"mode\":\"camera\"}",
+        R"({"mode":"Camera"})",
+        R"({"mode":"video"})",
+        R"({"mode":"image","selectedImageId":"1234"})",
+        R"({"mode":"camera","selectedCameraId":3})",
+        R"([{"mode":"camera"}])",
+        R"({"mode":"camera"})" + std::string(70000, ' '),
+    };
+    for (const auto& content : contents) {
+        testing::writeFile(root / "state.json", content);
+        log.clear();
+        const auto manager = make();
+        EXPECT_EQ(manager->currentMode.value(), CameraMode::off) << content.substr(0, 40);
+        EXPECT_EQ(stateFile(), R"({"mode":"off"})");
+        EXPECT_EQ(log.lines().size(), 1U);
+    }
+}
+
+TEST_F(CameraManagerTest, NullAndExtraKeysAreReadAsTheyCome) {
+    testing::writeFile(root / "state.json", R"({"mode":"camera","selectedCameraId":null,"version":3})");
+    const auto manager = make();
+    EXPECT_EQ(manager->currentMode.value(), CameraMode::camera);
+    EXPECT_EQ(manager->selectedCameraId.value(), std::nullopt);
+    EXPECT_EQ(stateFile(), R"({"mode":"camera"})");
+}
+
+TEST_F(CameraManagerTest, EveryOperationWritesAndLogsEvenWithoutAChange) {
+    const auto manager = make();
+    log.clear();
+    manager->turnOff();
+    manager->switchToCamera();
+    manager->switchToCamera();
+    manager->selectImage(kFirst);
+    EXPECT_EQ(log.lines(),
+              (std::vector<std::string>{
+                  "CameraManager: wrote state mode=off image=nil camera=nil",
+                  "CameraManager: wrote state mode=camera image=nil camera=nil",
+                  "CameraManager: wrote state mode=camera image=nil camera=nil",
+                  "CameraManager: wrote state mode=image image=11111111-2222-4333-8444-555555555555 camera=nil",
+              }));
+}
+
+TEST_F(CameraManagerTest, LeavingImageModeDropsTheSelectionButKeepsTheLastImage) {
+    const auto manager = make();
+    manager->selectImage(kFirst);
+    EXPECT_EQ(defaults.string("lastSelectedImageId"), "11111111-2222-4333-8444-555555555555");
+    manager->switchToCamera();
+    EXPECT_EQ(stateFile(), R"({"mode":"camera"})");
+    EXPECT_EQ(manager->selectedImageId.value(), std::nullopt);
+    EXPECT_EQ(manager->lastSelectedImageId(), kFirst);
+    EXPECT_EQ(defaults.string("lastSelectedImageId"), "11111111-2222-4333-8444-555555555555");
+}
+
+TEST_F(CameraManagerTest, AChosenCameraSurvivesEveryModeAndARestart) {
+    auto manager = make();
+    manager->selectedCameraId = std::string("usb-046d:0825");
+    manager->writeState();
+    manager->turnOff();
+    EXPECT_EQ(stateFile(), R"({"mode":"off","selectedCameraId":"usb-046d:0825"})");
+    manager->selectImage(kFirst);
+    EXPECT_EQ(
+        stateFile(),
+        R"({"mode":"image","selectedImageId":"11111111-2222-4333-8444-555555555555","selectedCameraId":"usb-046d:0825"})");
+    manager = make();
+    EXPECT_EQ(manager->selectedCameraId.value(), "usb-046d:0825");
+    EXPECT_EQ(manager->currentMode.value(), CameraMode::image);
+}
+
+TEST_F(CameraManagerTest, SubscribersHearTheModeBeforeTheImageAndNeverAHalfWrittenFile) {
+    const auto manager = make();
+    std::vector<std::string> heard;
+    auto mode = manager->currentMode.subscribe([&](CameraMode value) {
+        heard.push_back(std::string("mode ") + std::string(Constants::rawValue(value)) + " file " + stateFile());
+    });
+    auto image = manager->selectedImageId.subscribe([&](const std::optional<Uuid>& value) {
+        heard.push_back(std::string("image ") + (value ? "set" : "none") + " file " + stateFile());
+    });
+    heard.clear();
+    manager->selectImage(kFirst);
+    EXPECT_EQ(heard, (std::vector<std::string>{
+                         R"(mode image file {"mode":"off"})",
+                         R"(image set file {"mode":"off"})",
+                     }));
+    EXPECT_EQ(stateFile(), R"({"mode":"image","selectedImageId":"11111111-2222-4333-8444-555555555555"})");
+}
+
+TEST_F(CameraManagerTest, AFailedWriteIsLoggedAndMemoryRunsAhead) {
+    std::filesystem::create_directory(root / "state.json");
+    const auto manager = make();
+    manager->switchToCamera();
+    EXPECT_EQ(manager->currentMode.value(), CameraMode::camera);
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 2U);
+    for (const auto& line : lines) {
+        EXPECT_TRUE(line.starts_with("CameraManager: failed to write state.json: ")) << line;
+        EXPECT_NE(line.find("state.json\": Is a directory"), std::string::npos) << line;
+    }
+}
+
+TEST_F(CameraManagerTest, ACameraIdThatCannotBeEncodedIsAFailedWrite) {
+    const auto manager = make();
+    manager->selectedCameraId = std::string("bad \xc3 byte");
+    log.clear();
+    manager->writeState();
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_TRUE(log.lines()[0].starts_with("CameraManager: failed to write state.json: ")) << log.lines()[0];
+    EXPECT_EQ(stateFile(), R"({"mode":"off"})");
+}
+
+TEST_F(CameraManagerTest, HeartbeatMovesEverySecondInEveryModeButNotWhileAMenuIsTracked) {
+    const auto manager = make();
+    const auto start = loop.now();
+    for (const auto& operation : std::vector<std::function<void()>>{
+             [&] { manager->turnOff(); }, [&] { manager->switchToCamera(); }, [&] { manager->selectImage(kFirst); }}) {
+        operation();
+        const auto before = loop.now();
+        loop.advance(1000ms);
+        EXPECT_EQ(heartbeat(), before + 1s);
+    }
+    loop.setMode(RunLoopMode::eventTracking);
+    loop.advance(2500ms);
+    EXPECT_EQ(heartbeat(), start + 3s);
+    loop.setMode(RunLoopMode::defaultMode);
+    loop.advance(0ms);
+    EXPECT_EQ(heartbeat(), start + 5500ms);
+}
+
+TEST_F(CameraManagerTest, ADeletedHeartbeatComesBackAtTheNextTick) {
+    const auto manager = make();
+    std::filesystem::remove(root / "heartbeat");
+    loop.advance(1000ms);
+    EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
+}
+
+TEST_F(CameraManagerTest, TheTimerHoldsTheManagerWeakly) {
+    auto manager = make();
+    std::weak_ptr<CameraManager> weak = manager;
+    manager.reset();
+    EXPECT_TRUE(weak.expired());
+    std::filesystem::remove(root / "heartbeat");
+    loop.advance(3000ms);
+    EXPECT_FALSE(std::filesystem::exists(root / "heartbeat"));
+}
+
+TEST_F(CameraManagerTest, WithoutAContainerTheFilesGoToTheFixedDirectory) {
+    container.container = std::nullopt;
+    const auto manager = make();
+    EXPECT_EQ(testing::readFile(root / "fixed" / "state.json"), R"({"mode":"off"})");
+    EXPECT_TRUE(std::filesystem::exists(root / "fixed" / "heartbeat"));
+}
+
+}  // namespace
+}  // namespace moritane

@@ -1,0 +1,92 @@
+#include "camera/SharedStore.h"
+
+#include "platform/sim/FakeAppGroupContainer.h"
+#include "support/Files.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace moritane {
+namespace {
+
+using testing::TemporaryDirectory;
+using namespace std::chrono_literals;
+
+TEST(SharedStoreTest, TheContainerWinsAndTheFixedDirectoryIsNotMade) {
+    const TemporaryDirectory root;
+    std::filesystem::create_directory(root / "container");
+    const FakeAppGroupContainer container(root / "container", root / "fixed");
+    const SharedStore store(container);
+    EXPECT_EQ(store.stateFileURL(), root / "container" / "state.json");
+    EXPECT_EQ(store.heartbeatFileURL(), root / "container" / "heartbeat");
+    EXPECT_EQ(store.imagesIndexURL(), root / "container" / "images.json");
+    EXPECT_EQ(container.lastGroupIdentifier, "K7P3W9XQ2T.org.quelbrand.moritane");
+    EXPECT_FALSE(std::filesystem::exists(root / "fixed"));
+}
+
+TEST(SharedStoreTest, WithoutAContainerEverythingLiesInTheFixedDirectoryMadeOnce) {
+    const TemporaryDirectory root;
+    const FakeAppGroupContainer container(std::nullopt, root / "a" / "fixed");
+    const SharedStore store(container);
+    std::vector<std::thread> firstUses;
+    for (int i = 0; i < 4; ++i) {
+        firstUses.emplace_back([&] { EXPECT_EQ(store.sharedDirectoryURL(), root / "a" / "fixed"); });
+    }
+    for (auto& use : firstUses) {
+        use.join();
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(root / "a" / "fixed"));
+    std::filesystem::remove(root / "a" / "fixed");
+    EXPECT_EQ(store.stateFileURL(), root / "a" / "fixed" / "state.json");
+    EXPECT_FALSE(std::filesystem::exists(root / "a" / "fixed"));  // made once per process, not again
+}
+
+TEST(SharedStoreTest, TheContainerIsAskedAtEveryUse) {
+    const TemporaryDirectory root;
+    FakeAppGroupContainer container(std::nullopt, root / "fixed");
+    const SharedStore store(container);
+    EXPECT_EQ(store.sharedDirectoryURL(), root / "fixed");
+    container.container = root.path();
+    EXPECT_EQ(store.sharedDirectoryURL(), root.path());
+    EXPECT_EQ(container.timesAsked, 2);
+}
+
+TEST(SharedStoreTest, ImagesDirectoryIsMadeAtEveryReadAndAFileInTheWayIsIgnored) {
+    const TemporaryDirectory root;
+    const FakeAppGroupContainer container(root.path(), root / "fixed");
+    const SharedStore store(container);
+    EXPECT_EQ(store.imagesDirectoryURL(), root / "Images" / "");
+    EXPECT_TRUE(std::filesystem::is_directory(root / "Images"));
+    std::filesystem::remove(root / "Images");
+    testing::writeFile(root / "Images", "not a folder");
+    EXPECT_EQ(store.imagesDirectoryURL(), root / "Images" / "");
+    EXPECT_EQ(testing::readFile(root / "Images"), "not a folder");
+}
+
+TEST(SharedStoreTest, HeartbeatIsMadeEmptyWhenMissingAndOnlyItsTimeChanges) {
+    const TemporaryDirectory root;
+    const FakeAppGroupContainer container(root.path(), root / "fixed");
+    const SharedStore store(container);
+    const auto first = std::chrono::system_clock::time_point(1800000000s);
+    store.refreshHeartbeat(first);
+    EXPECT_EQ(files::modificationTime(root / "heartbeat"), first);
+    store.refreshHeartbeat(first + 1s);
+    EXPECT_EQ(files::modificationTime(root / "heartbeat"), first + 1s);
+    std::filesystem::remove(root / "heartbeat");
+    store.refreshHeartbeat(first + 2s);
+    EXPECT_EQ(files::modificationTime(root / "heartbeat"), first + 2s);
+    EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
+}
+
+TEST(SharedStoreTest, HeartbeatFailuresAreDropped) {
+    const TemporaryDirectory root;
+    const FakeAppGroupContainer container(root / "missing", root / "fixed");
+    const SharedStore store(container);
+    store.refreshHeartbeat(std::chrono::system_clock::now());
+    EXPECT_FALSE(std::filesystem::exists(root / "missing"));
+}
+
+}  // namespace
+}  // namespace moritane

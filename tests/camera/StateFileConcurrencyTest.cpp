@@ -1,0 +1,63 @@
+#include "camera/CameraManager.h"
+#include "cameraextension/SharedStateReader.h"
+#include "platform/sim/CapturingLog.h"
+#include "platform/sim/FakeAppGroupContainer.h"
+#include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace moritane {
+namespace {
+
+// The extension reads without any lock while the application replaces the file: every read
+// must find a whole file, old or new.
+TEST(StateFileConcurrencyTest, AReaderBesideTenThousandWritesNeverSeesAPartialFile) {
+    const testing::TemporaryDirectory root;
+    const FakeAppGroupContainer container(root.path(), root / "fixed");
+    const SharedStore store(container);
+    MemoryDefaults defaults;
+    ManualRunLoop loop;
+    CapturingLog log;
+    const auto manager = CameraManager::create({store, defaults, loop, log});
+    manager->selectedCameraId = std::string(200, 'c');  // a longer file makes a torn read likelier
+
+    std::atomic<bool> writing = true;
+    std::atomic<int> reads = 0;
+    std::atomic<int> bad = 0;
+    std::thread reader([&] {
+        const SharedStateReader extension(root.path());
+        while (writing) {
+            if (!extension.state()) {
+                ++bad;
+            }
+            ++reads;
+        }
+    });
+    const auto image = Uuid::random();
+    for (int i = 0; i < 10000; ++i) {
+        switch (i % 3) {
+        case 0:
+            manager->turnOff();
+            break;
+        case 1:
+            manager->switchToCamera();
+            break;
+        default:
+            manager->selectImage(image);
+            break;
+        }
+    }
+    writing = false;
+    reader.join();
+    EXPECT_GT(reads, 0);
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(log.lines().size(), 10001U);
+}
+
+}  // namespace
+}  // namespace moritane

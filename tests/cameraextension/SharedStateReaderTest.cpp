@@ -1,0 +1,69 @@
+#include "cameraextension/SharedStateReader.h"
+
+#include "camera/CameraManager.h"
+#include "platform/sim/CapturingLog.h"
+#include "platform/sim/FakeAppGroupContainer.h"
+#include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace moritane {
+namespace {
+
+using namespace std::chrono_literals;
+using Constants::CameraMode;
+
+class SharedStateReaderTest : public ::testing::Test {
+protected:
+    testing::TemporaryDirectory root;
+    FakeAppGroupContainer container{root.path(), root / "fixed"};
+    SharedStore store{container};
+    MemoryDefaults defaults;
+    ManualRunLoop loop;
+    CapturingLog log;
+    std::shared_ptr<CameraManager> manager = CameraManager::create({store, defaults, loop, log});
+    SharedStateReader extension{root.path()};
+};
+
+TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWrites) {
+    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt}));
+    manager->switchToCamera();
+    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::camera, std::nullopt, std::nullopt}));
+    manager->selectedCameraId = std::string("usb-1");
+    manager->writeState();
+    EXPECT_EQ(extension.output().cameraId, "usb-1");
+    manager->turnOff();
+    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt}));
+}
+
+TEST_F(SharedStateReaderTest, ResolvesTheShownImageThroughTheIndex) {
+    const auto shown = Uuid::random();
+    const auto other = Uuid::random();
+    testing::writeFile(root / "images.json",
+                       encodeSavedImages({{other, "a", "X_a.png"}, {shown, "b", "Y_b.png"}}).value());
+    manager->selectImage(shown);
+    EXPECT_EQ(extension.output().imageFile, root / "Images" / "Y_b.png");
+    manager->selectImage(Uuid::random());  // not in the index
+    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::image, std::nullopt, std::nullopt}));
+    EXPECT_EQ(extension.images().value().size(), 2U);
+}
+
+TEST_F(SharedStateReaderTest, AnUnreadableStateShowsBlack) {
+    testing::writeFile(root / "state.json", R"({"mode":"image")");
+    EXPECT_FALSE(extension.state());
+    EXPECT_EQ(extension.output(), SharedStateReader::Output{});
+}
+
+TEST_F(SharedStateReaderTest, TheHeartbeatAgesUntilTheNextTick) {
+    const auto now = loop.now();
+    EXPECT_EQ(extension.heartbeatAge(now + 700ms), 700ms);
+    loop.advance(1000ms);
+    EXPECT_EQ(extension.heartbeat(), now + 1s);
+    std::filesystem::remove(root / "heartbeat");
+    EXPECT_EQ(extension.heartbeatAge(now), std::nullopt);
+}
+
+}  // namespace
+}  // namespace moritane

@@ -1,0 +1,47 @@
+#include "library/SavedImage.h"
+
+#include <gtest/gtest.h>
+
+namespace moritane {
+namespace {
+
+const auto kId = *Uuid::fromString("0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9");
+
+TEST(SavedImageTest, EncodesACompactArrayWithUpperCaseIds) {
+    EXPECT_EQ(encodeSavedImages({}).value(), "[]");
+    const std::vector<SavedImage> images{{kId, "Beach \"2024\"", "F00D-uuid_beach.final.png"}};
+    const auto bytes = encodeSavedImages(images).value();
+    EXPECT_EQ(
+        bytes,
+        R"([{"id":"0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9","name":"Beach \"2024\"","fileName":"F00D-uuid_beach.final.png"}])");
+    EXPECT_EQ(decodeSavedImages(bytes).value(), images);
+}
+
+TEST(SavedImageTest, ReadsMembersInAnyOrderIgnoringUnknownOnesAndAcceptsLowerCaseIds) {
+    const auto images =
+        decodeSavedImages(R"([{"fileName":"f","thumbnail":1,"name":"n","id":"0f1e2d3c-4b5a-4978-8695-a4b3c2d1e0f9"}])");
+    ASSERT_TRUE(images) << images.error().description;
+    EXPECT_EQ(images.value(), (std::vector<SavedImage>{{kId, "n", "f"}}));
+}
+
+TEST(SavedImageTest, OneBadObjectFailsTheWholeIndex) {
+    const std::string good = R"({"id":"0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9","name":"n","fileName":"f"})";
+    for (const auto& bad : {
+             std::string(R"({"name":"n","fileName":"f"})"),
+             std::string(R"({"id":"0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9","fileName":"f"})"),
+             std::string(R"({"id":"0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9","name":"n"})"),
+             std::string(R"({"id":"not-a-uuid","name":"n","fileName":"f"})"),
+             std::string(R"({"id":"0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9","name":5,"fileName":"f"})"),
+             std::string(R"({"id":"0F1E2D3C-4B5A-4978-8695-A4B3C2D1E0F9","name":"n","fileName":null})"),
+             std::string(R"("just text")"),
+             std::string("null"),
+         }) {
+        EXPECT_FALSE(decodeSavedImages("[" + good + "," + bad + "]")) << bad;
+    }
+    for (const auto* notAnIndex : {"", "{}", R"({"images":[]})", "[", "\"[]\""}) {
+        EXPECT_FALSE(decodeSavedImages(notAnIndex)) << notAnIndex;
+    }
+}
+
+}  // namespace
+}  // namespace moritane
