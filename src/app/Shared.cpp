@@ -1,0 +1,45 @@
+#include "app/Shared.h"
+
+#include "platform/linux/LinuxPaths.h"
+
+namespace moritane {
+
+Shared::Shared()
+    : m_defaults(linuxpaths::defaultsFile(), m_log),
+      m_container(XdgAppGroupContainer::Environment::current()),
+      m_cameraManager([this] {
+          return CameraManager::create({m_store, m_defaults, m_runLoop, m_log});
+      }) {}
+
+AppDelegate::Collaborators Shared::delegateCollaborators() {
+    // This edition runs without windows and without a tray: the parts that need them, and those
+    // still to come (extension installer, camera discovery, shortcuts), have nothing to do here.
+    return AppDelegate::Collaborators{
+        .cameraManager = m_cameraManager,
+        .defaults = m_defaults,
+        .cameraAuthorization = m_cameraAuthorization,
+        .utilityQueue = m_utilityQueue,
+        .mainQueue = m_runLoop,
+        .log = m_log,
+        .updaterCanCheckForUpdates = m_updaterCanCheckForUpdates,
+        // Without windows there is no taskbar entry to keep away.
+        .setAccessoryActivationPolicy = [] {},
+        // With no status bar the camera manager comes up at its first subscriber, as it does
+        // when a status item has no button.
+        .setupStatusItem = [] {},
+        .updateStatusIcon = [](Constants::CameraMode) {},
+        .showOnboarding =
+            [this] { m_log.write("AppDelegate: onboarding needs a window, which this edition does not have"); },
+        .activateExtensionIfNeeded = [] {},
+        .refreshExtensionStatus = [] {},
+        .startCameraDiscovery = [] {},
+        .attachCameraShortcuts = [] {},
+    };
+}
+
+void Shared::applicationDidFinishLaunching() {
+    m_appDelegate = AppDelegate::create(delegateCollaborators());
+    m_appDelegate->applicationDidFinishLaunching();
+}
+
+}  // namespace moritane

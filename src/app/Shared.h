@@ -1,0 +1,48 @@
+#pragma once
+
+#include "camera/AppDelegate.h"
+#include "camera/CameraManager.h"
+#include "camera/SharedStore.h"
+#include "platform/linux/DeviceNodeCameraAuthorization.h"
+#include "platform/linux/JournalLog.h"
+#include "platform/linux/JsonFileDefaults.h"
+#include "platform/linux/StderrLog.h"
+#include "platform/linux/XdgAppGroupContainer.h"
+#include "platform/qt/QtRunLoop.h"
+#include "support/Published.h"
+#include "support/SerialQueue.h"
+#include "support/SharedInstance.h"
+
+#include <memory>
+
+namespace moritane {
+
+/// The composition root of the Linux edition: the one instance of each port and shared object,
+/// each made at its first use. Make it on the main thread, after the Qt application object.
+class Shared {
+public:
+    Shared();
+
+    CameraManager& cameraManager() { return m_cameraManager.get(); }
+
+    /// Runs the start-up; from then on the program idles in the Qt event loop.
+    void applicationDidFinishLaunching();
+
+private:
+    AppDelegate::Collaborators delegateCollaborators();
+
+    QtRunLoop m_runLoop;
+    StderrLog m_stderrLog;
+    JournalLog m_log{m_stderrLog};
+    JsonFileDefaults m_defaults;
+    XdgAppGroupContainer m_container;
+    SharedStore m_store{m_container};
+    SerialQueue m_utilityQueue{"com.orsk.moritane.utility"};
+    DeviceNodeCameraAuthorization m_cameraAuthorization;
+    // This edition has no updater yet: it can never check.
+    Published<bool> m_updaterCanCheckForUpdates{false};
+    SharedInstance<CameraManager> m_cameraManager;
+    std::shared_ptr<AppDelegate> m_appDelegate;
+};
+
+}  // namespace moritane

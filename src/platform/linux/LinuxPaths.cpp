@@ -1,0 +1,50 @@
+#include "platform/linux/LinuxPaths.h"
+
+#include "support/Localization.h"
+
+#include <pwd.h>
+#include <unistd.h>
+#include <cstdlib>
+
+namespace moritane::linuxpaths {
+
+std::string environmentVariable(const char* name) {
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): read before threads start
+    return value == nullptr ? std::string{} : std::string(value);
+}
+
+std::string accountHomeDirectory() {
+    const auto* entry = ::getpwuid(::getuid());  // NOLINT(concurrency-mt-unsafe): read once at start
+    return entry == nullptr || entry->pw_dir == nullptr ? std::string{} : std::string(entry->pw_dir);
+}
+
+std::filesystem::path homeDirectory() {
+    if (std::filesystem::path home(environmentVariable("HOME")); home.is_absolute()) {
+        return home;
+    }
+    if (std::filesystem::path account(accountHomeDirectory()); account.is_absolute()) {
+        return account;
+    }
+    return "/nonexistent";
+}
+
+std::filesystem::path defaultsFile() {
+    std::filesystem::path base(environmentVariable("XDG_CONFIG_HOME"));
+    if (!base.is_absolute()) {
+        base = homeDirectory() / ".config";
+    }
+    return base / "moritane" / "defaults.json";
+}
+
+std::filesystem::path resourceDirectory() {
+    std::error_code error;
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    return executable.parent_path().parent_path() / "share" / "moritane";
+}
+
+std::vector<std::string> preferredLanguages() {
+    return Localization::languagesFromLocale(environmentVariable("LANGUAGE"), environmentVariable("LC_ALL"),
+                                             environmentVariable("LC_MESSAGES"), environmentVariable("LANG"));
+}
+
+}  // namespace moritane::linuxpaths

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// Where the Linux edition keeps its things, from the environment as the XDG rules read it.
+namespace moritane::linuxpaths {
+
+/// The value of an environment variable; empty when unset. Read it before threads start.
+std::string environmentVariable(const char* name);
+
+/// The home directory in the password database, which does not follow $HOME; empty if none.
+std::string accountHomeDirectory();
+
+/// $HOME when it is an absolute path, else the home of the password database.
+std::filesystem::path homeDirectory();
+
+/// $XDG_CONFIG_HOME/moritane/defaults.json, or ~/.config/moritane/defaults.json.
+std::filesystem::path defaultsFile();
+
+/// The installed resources: share/moritane beside the bin directory of the running program.
+std::filesystem::path resourceDirectory();
+
+/// The user's languages from the locale variables, most preferred first.
+std::vector<std::string> preferredLanguages();
+
+}  // namespace moritane::linuxpaths
