@@ -6,13 +6,6 @@
 
 namespace moritane {
 
-namespace {
-
-// state.json holds a few dozen bytes; anything near this size is not ours.
-constexpr std::size_t kMaxStateFileBytes = 64UL * 1024UL;
-
-}  // namespace
-
 std::shared_ptr<CameraManager> CameraManager::create(Dependencies dependencies) {
     std::shared_ptr<CameraManager> manager(new CameraManager(dependencies));
     manager->start();
@@ -40,7 +33,7 @@ void CameraManager::start() {
 }
 
 void CameraManager::loadState() {
-    const auto bytes = files::readFile(m_dependencies.store.stateFileURL(), kMaxStateFileBytes);
+    const auto bytes = files::readFile(m_dependencies.store.stateFileURL(), Constants::maxStateFileBytes);
     if (!bytes) {
         return;
     }

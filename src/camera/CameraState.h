@@ -4,6 +4,7 @@
 #include "support/Error.h"
 #include "support/Uuid.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,5 +29,8 @@ Result<std::string> encode(const CameraState& state);
 /// Reads a state: "mode" must be one of the three raw values; the two ids may be absent or null,
 /// and otherwise must be a string, the image id a UUID in either case; other keys are ignored.
 Result<CameraState> decodeCameraState(std::string_view bytes);
+
+/// state.json holds a few dozen bytes; a larger file is not ours and is not read.
+inline constexpr std::size_t maxStateFileBytes = 64UL * 1024UL;
 
 }  // namespace moritane::Constants

@@ -2,6 +2,7 @@
 
 #include "support/Uuid.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/std.h>
 
@@ -10,6 +11,8 @@
 #include <unistd.h>
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <ctime>
 #include <system_error>
 #include <utility>
 
@@ -138,6 +141,118 @@ std::optional<Error> writeFileAtomically(const std::filesystem::path& path, std:
         return fail(errno, "could not replace");
     }
     return std::nullopt;
+}
+
+namespace {
+
+/// Copies what is left of `source` into `destination` with the kernel's help when it can.
+bool copyContent(int source, int destination) {
+    constexpr std::size_t kChunk = 1UL << 30U;
+    while (true) {
+        const auto copied = ::copy_file_range(source, nullptr, destination, nullptr, kChunk, 0);
+        if (copied == 0) {
+            return true;
+        }
+        if (copied > 0) {
+            continue;
+        }
+        if (errno == EINTR) {
+            continue;
+        }
+        if (errno != EXDEV && errno != ENOSYS && errno != EINVAL && errno != EOPNOTSUPP) {
+            return false;
+        }
+        break;  // this pair of files cannot use it: copy through a buffer from where it stopped
+    }
+    std::array<char, 128UL * 1024UL> buffer{};
+    while (true) {
+        const auto count = ::read(source, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return count == 0;
+        }
+        if (!writeAll(destination, std::string_view(buffer.data(), static_cast<std::size_t>(count)))) {
+            return false;
+        }
+    }
+}
+
+}  // namespace
+
+std::optional<Error> copyFile(const std::filesystem::path& source, const std::filesystem::path& destination) {
+    // Not blocking, so that a named pipe is turned away instead of waiting for a writer.
+    FileDescriptor input(::open(source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!input.valid()) {
+        return posixError(errno, "could not open", source);
+    }
+    struct stat status {};
+    if (::fstat(input.get(), &status) != 0) {
+        return posixError(errno, "could not examine", source);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return Error{"POSIX", S_ISDIR(status.st_mode) ? EISDIR : EINVAL,
+                     fmt::format("could not copy \"{}\": it is not a regular file", source.string())};
+    }
+    FileDescriptor output(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kDefaultFileMode));
+    if (!output.valid()) {
+        return posixError(errno, "could not create", destination);
+    }
+    const auto fail = [&](int code, std::string_view action) {
+        ::unlink(destination.c_str());
+        return posixError(code, action, destination);
+    };
+    if (!copyContent(input.get(), output.get())) {
+        return fail(errno, "could not copy to");
+    }
+    if (::fsync(output.get()) != 0) {
+        return fail(errno, "could not flush");
+    }
+    if (output.close() != 0) {
+        return fail(errno, "could not write");
+    }
+    return std::nullopt;
+}
+
+bool removeItem(const std::filesystem::path& path) {
+    std::error_code error;
+    return std::filesystem::remove(path, error);
+}
+
+std::filesystem::path setAsidePath(const std::filesystem::path& path, std::chrono::system_clock::time_point when) {
+    const auto seconds = std::chrono::system_clock::to_time_t(when);
+    std::tm utc{};
+    ::gmtime_r(&seconds, &utc);
+    return path.parent_path() / fmt::format("{}.unreadable-{:%Y%m%dT%H%M%SZ}", path.filename().string(), utc);
+}
+
+Result<std::filesystem::path> setAside(const std::filesystem::path& path, std::chrono::system_clock::time_point when) {
+    const auto base = setAsidePath(path, when);
+    constexpr int kMaxCopies = 1000;
+    for (int copy = 1; copy <= kMaxCopies; ++copy) {
+        auto candidate = copy == 1 ? base : std::filesystem::path(base.string() + "-" + std::to_string(copy));
+#ifdef RENAME_NOREPLACE
+        if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, candidate.c_str(), RENAME_NOREPLACE) == 0) {
+            return candidate;
+        }
+        if (errno == EEXIST) {
+            continue;
+        }
+        if (errno != EINVAL && errno != ENOSYS) {
+            return posixError(errno, "could not set aside", path);
+        }
+        // The file system cannot refuse to replace: look first, then rename.
+#endif
+        if (files::exists(candidate)) {
+            continue;
+        }
+        if (std::rename(path.c_str(), candidate.c_str()) == 0) {
+            return candidate;
+        }
+        return posixError(errno, "could not set aside", path);
+    }
+    return posixError(EEXIST, "could not set aside", path);
 }
 
 bool exists(const std::filesystem::path& path) {

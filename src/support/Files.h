@@ -25,6 +25,22 @@ Result<std::string> readFile(const std::filesystem::path& path, std::size_t maxB
 /// The new file takes the default permissions. On failure the old file is left as it was.
 std::optional<Error> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes);
 
+/// Copies the bytes of the regular file at `source` (following links) to a new file at
+/// `destination`, flushed to disk before it returns. Fails when the destination exists, and for
+/// a source that is a directory, device or pipe; a failed copy leaves no destination behind.
+std::optional<Error> copyFile(const std::filesystem::path& source, const std::filesystem::path& destination);
+
+/// Removes the file (or empty directory) at `path`; false when nothing was removed.
+bool removeItem(const std::filesystem::path& path);
+
+/// The name a file that could not be read is kept under, beside it:
+/// "<name>.unreadable-<UTC time>".
+std::filesystem::path setAsidePath(const std::filesystem::path& path, std::chrono::system_clock::time_point when);
+
+/// Renames whatever is at `path` to its set-aside name, adding "-2", "-3", ... rather than
+/// replacing an earlier copy set aside in the same second. Returns the new path.
+Result<std::filesystem::path> setAside(const std::filesystem::path& path, std::chrono::system_clock::time_point when);
+
 /// Whether anything (a file, a directory, ...) is at `path`.
 bool exists(const std::filesystem::path& path);
 

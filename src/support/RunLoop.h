@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 
 namespace moritane {
@@ -48,6 +49,21 @@ public:
 
     /// Whether the caller runs on the main thread.
     [[nodiscard]] virtual bool isMainThread() const = 0;
+
+    /// Runs `work` on the main thread and returns when it has run: at once when the caller is
+    /// the main thread, otherwise by posting it and waiting.
+    void sync(const std::function<void()>& work) {
+        if (isMainThread()) {
+            work();
+            return;
+        }
+        std::promise<void> done;
+        post([&] {
+            work();
+            done.set_value();
+        });
+        done.get_future().wait();
+    }
 };
 
 }  // namespace moritane

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace moritane {
 namespace {
@@ -88,6 +89,52 @@ TEST(FilesTest, CreateDirectoriesMakesParentsAndReportsAFileInTheWay) {
     EXPECT_TRUE(files::createDirectories(directory / "a" / "b"));
     testing::writeFile(directory / "file", "");
     EXPECT_FALSE(files::createDirectories(directory / "file"));
+}
+
+TEST(FilesTest, CopyFileCopiesBytesExactlyAndNeverReplaces) {
+    const TemporaryDirectory directory;
+    std::string bytes(300000, '\0');
+    for (std::size_t index = 0; index < bytes.size(); ++index) {
+        bytes[index] = static_cast<char>(index * 7919U % 251U);
+    }
+    testing::writeFile(directory / "source", bytes);
+    std::filesystem::create_symlink(directory / "source", directory / "link");
+    ASSERT_FALSE(files::copyFile(directory / "link", directory / "copy"));
+    EXPECT_EQ(testing::readFile(directory / "copy"), bytes);
+    EXPECT_FALSE(std::filesystem::is_symlink(directory / "copy"));
+
+    testing::writeFile(directory / "other", "other");
+    EXPECT_EQ(files::copyFile(directory / "other", directory / "copy")->code, EEXIST);
+    EXPECT_EQ(testing::readFile(directory / "copy"), bytes);
+}
+
+TEST(FilesTest, CopyFileRefusesWhatIsNoRegularFileAndLeavesNoDestination) {
+    const TemporaryDirectory directory;
+    ASSERT_EQ(::mkfifo((directory / "pipe").c_str(), 0600), 0);
+    std::filesystem::create_directory(directory / "folder");
+    EXPECT_EQ(files::copyFile(directory / "folder", directory / "a")->code, EISDIR);
+    EXPECT_EQ(files::copyFile(directory / "pipe", directory / "b")->code, EINVAL);
+    EXPECT_EQ(files::copyFile(directory / "missing", directory / "c")->code, ENOENT);
+    testing::writeFile(directory / "source", "x");
+    EXPECT_EQ(files::copyFile(directory / "source", directory / "missing" / "d")->code, ENOENT);
+    EXPECT_EQ(entries(directory.path()), (std::vector<std::string>{"folder", "pipe", "source"}));
+}
+
+TEST(FilesTest, SetAsideRenamesWithTheUtcTimeAndNeverReplacesAnEarlierCopy) {
+    const TemporaryDirectory directory;
+    const auto when = std::chrono::system_clock::time_point(std::chrono::seconds(1795000000));
+    EXPECT_EQ(files::setAsidePath("/c/defaults.json", when),
+              std::filesystem::path("/c/defaults.json.unreadable-20261118T110640Z"));
+    for (const std::string content : {"first", "second", "third"}) {
+        testing::writeFile(directory / "images.json", content);
+        ASSERT_TRUE(files::setAside(directory / "images.json", when));
+    }
+    EXPECT_EQ(entries(directory.path()), (std::vector<std::string>{"images.json.unreadable-20261118T110640Z",
+                                                                   "images.json.unreadable-20261118T110640Z-2",
+                                                                   "images.json.unreadable-20261118T110640Z-3"}));
+    EXPECT_EQ(testing::readFile(directory / "images.json.unreadable-20261118T110640Z"), "first");
+    EXPECT_EQ(testing::readFile(directory / "images.json.unreadable-20261118T110640Z-3"), "third");
+    EXPECT_EQ(files::setAside(directory / "images.json", when).error().code, ENOENT);
 }
 
 }  // namespace

@@ -2,13 +2,10 @@
 
 #include "support/Files.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/std.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <ctime>
 
 namespace moritane {
 
@@ -55,14 +52,6 @@ std::optional<nlohmann::json> JsonFileDefaults::decode(std::string_view bytes) {
     return json;
 }
 
-std::filesystem::path JsonFileDefaults::setAsidePath(const std::filesystem::path& path,
-                                                     std::chrono::system_clock::time_point when) {
-    const auto seconds = std::chrono::system_clock::to_time_t(when);
-    std::tm utc{};
-    ::gmtime_r(&seconds, &utc);
-    return path.parent_path() / fmt::format("{}.unreadable-{:%Y%m%dT%H%M%SZ}", path.filename().string(), utc);
-}
-
 void JsonFileDefaults::load() {
     auto bytes = files::readFile(m_path, kMaxDefaultsBytes);
     if (!bytes && (bytes.error().code == ENOENT || bytes.error().code == ENOTDIR)) {
@@ -76,16 +65,12 @@ void JsonFileDefaults::load() {
     }
     // Whatever is there is the user's: it moves aside so that the next write cannot replace it.
     const auto reason = bytes ? std::string("it is not a JSON object") : bytes.error().description;
-    auto aside = setAsidePath(m_path, std::chrono::system_clock::now());
-    for (int copy = 2; files::exists(aside); ++copy) {  // an earlier copy from the same second stays
-        aside = setAsidePath(m_path, std::chrono::system_clock::now()).string() + "-" + std::to_string(copy);
-    }
-    if (std::rename(m_path.c_str(), aside.c_str()) == 0) {
-        m_log.write(
-            fmt::format("Defaults: could not load {} ({}); kept it as {} and started afresh", m_path, reason, aside));
+    if (auto aside = files::setAside(m_path, std::chrono::system_clock::now())) {
+        m_log.write(fmt::format("Defaults: could not load {} ({}); kept it as {} and started afresh", m_path, reason,
+                                aside.value()));
     } else {
         m_log.write(fmt::format("Defaults: could not load {} ({}) nor set it aside: {}", m_path, reason,
-                                files::posixError(errno, "could not rename", m_path).description));
+                                aside.error().description));
     }
 }
 

@@ -27,10 +27,6 @@ public:
     /// Decodes a defaults file: a JSON object. None for anything else.
     static std::optional<nlohmann::json> decode(std::string_view bytes);
 
-    /// The name a corrupt file is set aside under, beside it.
-    static std::filesystem::path setAsidePath(const std::filesystem::path& path,
-                                              std::chrono::system_clock::time_point when);
-
 private:
     void load();
     void save();

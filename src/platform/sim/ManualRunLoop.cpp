@@ -42,8 +42,11 @@ ManualRunLoop::~ManualRunLoop() {
 }
 
 void ManualRunLoop::post(std::function<void()> work) {
-    const std::scoped_lock lock(m_workMutex);
-    m_work.push_back(std::move(work));
+    {
+        const std::scoped_lock lock(m_workMutex);
+        m_work.push_back(std::move(work));
+    }
+    m_workPosted.notify_all();
 }
 
 std::shared_ptr<Timer> ManualRunLoop::scheduleTimer(Duration interval, bool repeats, TimerModes modes,
@@ -71,6 +74,14 @@ std::size_t ManualRunLoop::drainMain() {
         work();
         ++count;
     }
+}
+
+std::size_t ManualRunLoop::waitAndDrainMain() {
+    {
+        std::unique_lock lock(m_workMutex);
+        m_workPosted.wait(lock, [this] { return !m_work.empty(); });
+    }
+    return drainMain();
 }
 
 std::shared_ptr<ManualRunLoop::ManualTimer> ManualRunLoop::nextDueTimer(TimePoint limit) const {

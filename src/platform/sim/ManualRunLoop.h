@@ -2,6 +2,7 @@
 
 #include "support/RunLoop.h"
 
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -33,6 +34,10 @@ public:
     /// Runs posted work, including work posted meanwhile, until none is left; returns how much ran.
     std::size_t drainMain();
 
+    /// Waits until some work is posted (by another thread), then drains the main queue. For tests
+    /// whose other threads wait on the main thread.
+    std::size_t waitAndDrainMain();
+
     /// Moves time on by `duration`, firing each timer that falls due in the current mode at its
     /// own time, in time order, and draining the main queue after each firing and at the end.
     /// advance(0) fires what is overdue, as after a return to the default mode.
@@ -55,6 +60,7 @@ private:
     RunLoopMode m_mode = RunLoopMode::defaultMode;
     std::thread::id m_mainThread = std::this_thread::get_id();
     mutable std::mutex m_workMutex;
+    std::condition_variable m_workPosted;
     std::deque<std::function<void()>> m_work;
     std::vector<std::shared_ptr<ManualTimer>> m_timers;
     std::uint64_t m_nextTimerSequence = 0;

@@ -74,12 +74,6 @@ TEST(JsonFileDefaultsTest, AFileThatCannotBeDecodedIsSetAsideNotOverwritten) {
     }
 }
 
-TEST(JsonFileDefaultsTest, SetAsideNamesCarryTheTimeInUtc) {
-    const auto when = std::chrono::system_clock::time_point(std::chrono::seconds(1795000000));
-    EXPECT_EQ(JsonFileDefaults::setAsidePath("/c/defaults.json", when),
-              std::filesystem::path("/c/defaults.json.unreadable-20261118T110640Z"));
-}
-
 TEST(JsonFileDefaultsTest, AWriteThatFailsIsLoggedAndMemoryKeepsTheValue) {
     const TemporaryDirectory root;
     testing::writeFile(root / "config", "a file where the directory should be");
