@@ -1,5 +1,6 @@
 // Writing state.json and touching the heartbeat, each against the bare system calls that do the
 // same to the same bytes, so that the ratio shows what the program adds.
+#include "BenchSupport.h"
 #include "camera/CameraManager.h"
 #include "platform/sim/FakeAppGroupContainer.h"
 #include "platform/sim/ManualRunLoop.h"
@@ -15,29 +16,8 @@
 namespace moritane {
 namespace {
 
-class DiscardingLog final : public Log {
-public:
-    void write(std::string_view /*line*/) override {}
-    void unified(std::string_view /*subsystem*/, std::string_view /*category*/, LogLevel /*level*/,
-                 std::string_view /*message*/) override {}
-};
-
-/// A shared directory of its own for one benchmark.
-class Scratch {
-public:
-    Scratch() {
-        std::array<char, 64> pattern{};
-        std::snprintf(pattern.data(), pattern.size(), "%s", "/tmp/moritane-bench-XXXXXX");
-        path = ::mkdtemp(pattern.data());
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-    Scratch(Scratch&&) = delete;
-    Scratch& operator=(Scratch&&) = delete;
-    ~Scratch() { std::filesystem::remove_all(path); }
-
-    std::filesystem::path path;
-};
+using bench::DiscardingLog;
+using bench::Scratch;
 
 const std::string kStateBytes =
     R"({"mode":"image","selectedImageId":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8","selectedCameraId":"usb-046d:0825"})";

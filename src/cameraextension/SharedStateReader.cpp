@@ -6,15 +6,8 @@
 
 namespace moritane {
 
-namespace {
-
-constexpr std::size_t kMaxStateBytes = 64UL * 1024UL;
-constexpr std::size_t kMaxIndexBytes = 64UL * 1024UL * 1024UL;
-
-}  // namespace
-
 Result<Constants::CameraState> SharedStateReader::state() const {
-    auto bytes = files::readFile(m_directory / Constants::stateFileName, kMaxStateBytes);
+    auto bytes = files::readFile(m_directory / Constants::stateFileName, Constants::maxStateFileBytes);
     if (!bytes) {
         return bytes.error();
     }
@@ -22,7 +15,7 @@ Result<Constants::CameraState> SharedStateReader::state() const {
 }
 
 Result<std::vector<SavedImage>> SharedStateReader::images() const {
-    auto bytes = files::readFile(m_directory / Constants::imagesIndexFileName, kMaxIndexBytes);
+    auto bytes = files::readFile(m_directory / Constants::imagesIndexFileName, maxImagesIndexBytes);
     if (!bytes) {
         return bytes.error();
     }
@@ -61,7 +54,7 @@ SharedStateReader::Output SharedStateReader::output() const {
                 return image.id == *value.selectedImageId;
             });
             if (entry != entries.end()) {
-                output.imageFile = m_directory / Constants::imagesFolderName / entry->fileName;
+                output.imageFile = imageFileURL(m_directory / Constants::imagesFolderName, *entry);
             }
         }
         break;

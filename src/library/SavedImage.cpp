@@ -18,16 +18,39 @@ const std::string* stringMember(const nlohmann::json& object, const char* key) {
 
 }  // namespace
 
-Result<std::string> encodeSavedImages(const std::vector<SavedImage>& images) {
-    auto array = nlohmann::ordered_json::array();
-    for (const auto& image : images) {
-        array.push_back({{"id", image.id.uuidString()}, {"name", image.name}, {"fileName", image.fileName}});
+std::optional<std::filesystem::path> imageFileURL(const std::filesystem::path& imagesDirectory,
+                                                  const SavedImage& image) {
+    const auto& name = image.fileName;
+    if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos ||
+        name.find('\0') != std::string::npos) {
+        return std::nullopt;
     }
+    return imagesDirectory / name;
+}
+
+Result<std::string> encodeSavedImages(const std::vector<SavedImage>& images) {
+    // Written member by member rather than through a document tree: a save rewrites the whole
+    // index, so this runs once per change over every entry.
+    std::string bytes = "[";
+    bytes.reserve(images.size() * 160 + 2);
     try {
-        return array.dump();
+        for (const auto& image : images) {
+            if (bytes.size() > 1) {
+                bytes += ',';
+            }
+            bytes += R"({"id":")";
+            bytes += image.id.uuidString();
+            bytes += R"(","name":)";
+            bytes += nlohmann::json(image.name).dump();
+            bytes += R"(,"fileName":)";
+            bytes += nlohmann::json(image.fileName).dump();
+            bytes += '}';
+        }
     } catch (const nlohmann::json::type_error& error) {
         return Error{"SavedImage", 2, error.what()};
     }
+    bytes += ']';
+    return bytes;
 }
 
 Result<std::vector<SavedImage>> decodeSavedImages(std::string_view bytes) {

@@ -3,6 +3,9 @@
 #include "support/Error.h"
 #include "support/Uuid.h"
 
+#include <cstddef>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +22,14 @@ struct SavedImage {
 
     friend bool operator==(const SavedImage&, const SavedImage&) = default;
 };
+
+/// Larger index files are not read: at about 150 bytes an entry, this is some 400,000 images.
+inline constexpr std::size_t maxImagesIndexBytes = 64UL * 1024UL * 1024UL;
+
+/// The image's file in `imagesDirectory`. None when `fileName` is not one plain name (empty, ".",
+/// "..", or holding a "/"): such a name never comes from an import and must not reach outside.
+std::optional<std::filesystem::path> imageFileURL(const std::filesystem::path& imagesDirectory,
+                                                  const SavedImage& image);
 
 /// The index as one compact JSON array of {"id", "name", "fileName"} objects, in list order, ids
 /// in upper case. Fails only for text that is not valid UTF-8.
