@@ -2,6 +2,10 @@
 
 #include "platform/linux/LinuxPaths.h"
 
+#include <fmt/format.h>
+
+#include <utility>
+
 namespace moritane {
 
 Shared::Shared()
@@ -9,6 +13,11 @@ Shared::Shared()
       m_container(XdgAppGroupContainer::Environment::current()),
       m_cameraManager([this] {
           return CameraManager::create({m_store, m_defaults, m_runLoop, m_log});
+      }),
+      m_cameraDeviceManager([this] {
+          return CameraDeviceManager::create({m_captureDevices, m_notificationCenter, m_runLoop, [](std::string label) {
+                                                  return std::make_unique<SerialQueue>(std::move(label));
+                                              }});
       }) {}
 
 AppDelegate::Collaborators Shared::delegateCollaborators() {
@@ -32,9 +41,25 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
             [this] { m_log.write("AppDelegate: onboarding needs a window, which this edition does not have"); },
         .activateExtensionIfNeeded = [] {},
         .refreshExtensionStatus = [] {},
-        .startCameraDiscovery = [] {},
+        .startCameraDiscovery = [this] { startCameraDiscovery(); },
         .attachCameraShortcuts = [] {},
     };
+}
+
+void Shared::startCameraDiscovery() {
+    m_cameraMonitor.emplace(m_notificationCenter, m_log);
+    // Without a menu to show them in, the cameras found are told in the log, from the first
+    // discovery on (the empty list before it says nothing).
+    m_cameraListLog = m_cameraDeviceManager.get().cameras.subscribe([this, first = true](const auto& cameras) mutable {
+        if (std::exchange(first, false)) {
+            return;
+        }
+        std::string list;
+        for (const auto& camera : cameras) {
+            list += fmt::format("{}\"{}\" ({})", list.empty() ? "" : ", ", camera.name, camera.id);
+        }
+        m_log.write(fmt::format("Cameras: {} found{}{}", cameras.size(), list.empty() ? "" : ": ", list));
+    });
 }
 
 void Shared::applicationDidFinishLaunching() {

@@ -7,13 +7,18 @@
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/StderrLog.h"
+#include "platform/linux/UdevCameraMonitor.h"
+#include "platform/linux/V4l2CaptureDevices.h"
 #include "platform/linux/XdgAppGroupContainer.h"
 #include "platform/qt/QtRunLoop.h"
+#include "sources/CameraDeviceManager.h"
+#include "support/NotificationCenter.h"
 #include "support/Published.h"
 #include "support/SerialQueue.h"
 #include "support/SharedInstance.h"
 
 #include <memory>
+#include <optional>
 
 namespace moritane {
 
@@ -30,6 +35,7 @@ public:
 
 private:
     AppDelegate::Collaborators delegateCollaborators();
+    void startCameraDiscovery();
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;
@@ -42,6 +48,11 @@ private:
     // This edition has no updater yet: it can never check.
     Published<bool> m_updaterCanCheckForUpdates{false};
     SharedInstance<CameraManager> m_cameraManager;
+    NotificationCenter m_notificationCenter;
+    V4l2CaptureDevices m_captureDevices;
+    std::optional<UdevCameraMonitor> m_cameraMonitor;
+    SharedInstance<CameraDeviceManager> m_cameraDeviceManager;
+    Subscription m_cameraListLog;
     std::shared_ptr<AppDelegate> m_appDelegate;
 };
 

@@ -13,6 +13,9 @@ namespace moritane {
 
 using UserInfo = std::map<std::string, std::string, std::less<>>;
 
+/// Posted on the main thread each time the application comes to the front.
+inline constexpr std::string_view applicationDidBecomeActiveNotification = "NSApplicationDidBecomeActiveNotification";
+
 struct Notification {
     std::string name;
     UserInfo userInfo;

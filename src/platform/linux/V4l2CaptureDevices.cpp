@@ -1,0 +1,186 @@
+#include "platform/linux/V4l2CaptureDevices.h"
+
+#include "support/Utf8.h"
+
+#include <fmt/format.h>
+
+#include <fcntl.h>
+#include <linux/videodev2.h>
+#include <sys/ioctl.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <fstream>
+
+namespace moritane {
+
+namespace {
+
+/// A fixed-size text field of the driver's, which need not end in a zero byte.
+std::string fieldText(const __u8* field, std::size_t size) {
+    const auto* text = reinterpret_cast<const char*>(field);
+    return {text, strnlen(text, size)};
+}
+
+/// A sysfs attribute, without its trailing newline; empty when absent.
+std::string attribute(const std::filesystem::path& path) {
+    std::ifstream stream(path);
+    std::string value;
+    std::getline(stream, value);
+    return value;
+}
+
+bool asked(const std::vector<std::string_view>& deviceTypes, std::string_view type) {
+    return std::find(deviceTypes.begin(), deviceTypes.end(), type) != deviceTypes.end();
+}
+
+std::optional<unsigned> nodeNumber(std::string_view name) {
+    constexpr std::string_view prefix = "video";
+    if (!name.starts_with(prefix) || name.size() == prefix.size()) {
+        return std::nullopt;
+    }
+    unsigned number = 0;
+    const auto* end = name.data() + name.size();
+    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), end, number);
+    return error == std::errc{} && stop == end ? std::optional(number) : std::nullopt;
+}
+
+/// The USB device that `node` belongs to: the first directory up its sysfs path with a vendor id.
+std::optional<V4l2CaptureDevices::Node::Usb> usbDevice(const std::filesystem::path& deviceLink) {
+    std::error_code error;
+    auto directory = std::filesystem::canonical(deviceLink, error);
+    if (error) {
+        return std::nullopt;
+    }
+    for (; directory.has_relative_path(); directory = directory.parent_path()) {
+        if (std::filesystem::exists(directory / "idVendor", error) &&
+            std::filesystem::exists(directory / "idProduct", error)) {
+            return V4l2CaptureDevices::Node::Usb{attribute(directory / "idVendor"), attribute(directory / "idProduct"),
+                                                 attribute(directory / "serial"), directory.filename().string(),
+                                                 attribute(directory / "removable")};
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+V4l2CaptureDevices::V4l2CaptureDevices(std::filesystem::path deviceDirectory, std::filesystem::path sysfsClassDirectory)
+    : m_deviceDirectory(std::move(deviceDirectory)), m_sysfsDirectory(std::move(sysfsClassDirectory)) {}
+
+std::vector<std::string> V4l2CaptureDevices::videoNodeNames(const std::vector<std::string>& names) {
+    std::vector<std::pair<unsigned, std::string>> numbered;
+    for (const auto& name : names) {
+        if (const auto number = nodeNumber(name)) {
+            numbered.emplace_back(*number, name);
+        }
+    }
+    std::sort(numbered.begin(), numbered.end());
+    std::vector<std::string> sorted;
+    sorted.reserve(numbered.size());
+    for (auto& [number, name] : numbered) {
+        sorted.push_back(std::move(name));
+    }
+    return sorted;
+}
+
+std::optional<CaptureDevice> V4l2CaptureDevices::describe(const Node& node,
+                                                          const std::vector<std::string_view>& deviceTypes) {
+    // Metadata and output nodes of a camera are not cameras of their own.
+    if ((node.capabilities & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_CAPTURE_MPLANE)) == 0U) {
+        return std::nullopt;
+    }
+    const bool builtIn = node.onPlatformBus || (node.usb && node.usb->removable == "fixed");
+    std::string_view type;
+    if (builtIn) {
+        type = CaptureDeviceType::builtInWideAngleCamera;
+    } else {
+        type = asked(deviceTypes, CaptureDeviceType::external) ? CaptureDeviceType::external
+                                                               : CaptureDeviceType::externalUnknown;
+    }
+    if (!asked(deviceTypes, type)) {
+        return std::nullopt;
+    }
+    std::string id;
+    if (node.usb && !node.usb->serial.empty()) {
+        id = fmt::format("usb-{}:{}-{}-{}", node.usb->vendorId, node.usb->productId, node.usb->serial, node.index);
+    } else if (node.usb) {
+        // Without a serial number two cameras of one model differ only by where they are plugged.
+        id = fmt::format("usb-{}:{}-port{}-{}", node.usb->vendorId, node.usb->productId, node.usb->port, node.index);
+    } else if (!node.busInfo.empty()) {
+        id = fmt::format("{}-{}", node.busInfo, node.index);
+    } else {
+        id = node.name;
+    }
+    return CaptureDevice{utf8::replacingInvalid(id), utf8::replacingInvalid(node.card), std::string(type)};
+}
+
+OperatingSystemVersion V4l2CaptureDevices::parseRelease(std::string_view release) {
+    std::array<int, 3> parts{};
+    const auto* position = release.data();
+    const auto* end = release.data() + release.size();
+    for (auto& part : parts) {
+        const auto [stop, error] = std::from_chars(position, end, part);
+        if (error != std::errc{} || stop == end || *stop != '.') {
+            break;
+        }
+        position = stop + 1;
+    }
+    return {parts[0], parts[1], parts[2]};
+}
+
+OperatingSystemVersion V4l2CaptureDevices::operatingSystemVersion() const {
+    utsname names{};
+    return ::uname(&names) == 0 ? parseRelease(names.release) : OperatingSystemVersion{};
+}
+
+std::optional<V4l2CaptureDevices::Node> V4l2CaptureDevices::readNode(const std::string& name) const {
+    const auto path = m_deviceDirectory / name;
+    // Not blocking: a node that is busy or gone must not hold discovery up.
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return std::nullopt;  // gone since the listing, or not ours to open
+    }
+    v4l2_capability capability{};
+    const int result = ::ioctl(descriptor, VIDIOC_QUERYCAP, &capability);
+    ::close(descriptor);
+    if (result != 0) {
+        return std::nullopt;
+    }
+    Node node;
+    node.name = name;
+    node.capabilities =
+        (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0U ? capability.device_caps : capability.capabilities;
+    node.card = fieldText(capability.card, sizeof capability.card);
+    node.busInfo = fieldText(capability.bus_info, sizeof capability.bus_info);
+    const auto sysfs = m_sysfsDirectory / name;
+    if (auto index = attribute(sysfs / "index"); !index.empty()) {
+        node.index = std::move(index);
+    }
+    node.usb = usbDevice(sysfs / "device");
+    node.onPlatformBus =
+        !node.usb && node.busInfo.starts_with("platform:") && !node.busInfo.starts_with("platform:v4l2loopback");
+    return node;
+}
+
+std::vector<CaptureDevice> V4l2CaptureDevices::discoverDevices(const std::vector<std::string_view>& deviceTypes) const {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(m_deviceDirectory, error)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::vector<CaptureDevice> devices;
+    for (const auto& name : videoNodeNames(names)) {
+        if (const auto node = readNode(name)) {
+            if (auto device = describe(*node, deviceTypes)) {
+                devices.push_back(std::move(*device));
+            }
+        }
+    }
+    return devices;
+}
+
+}  // namespace moritane

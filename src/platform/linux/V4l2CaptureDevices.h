@@ -1,0 +1,67 @@
+#pragma once
+
+#include "sources/CaptureDevices.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace moritane {
+
+/// The cameras behind the V4L2 device nodes: each /dev/video* node that captures video, named by
+/// its driver's card name, with an id taken from the physical device (its USB serial number or
+/// port) rather than from the node's number, which changes from one plug to the next.
+class V4l2CaptureDevices final : public CaptureDevices {
+public:
+    /// What is known of one node, from the driver and from sysfs.
+    struct Node {
+        /// "video0".
+        std::string name;
+        std::uint32_t capabilities = 0;
+        /// The driver's card name, as its 32 bytes came.
+        std::string card;
+        std::string busInfo;
+        /// The node's number among its device's nodes ("index" in sysfs); "0" when unknown.
+        std::string index = "0";
+        struct Usb {
+            std::string vendorId;
+            std::string productId;
+            std::string serial;
+            /// The port path, such as "1-2.3": the same for the same socket across reboots.
+            std::string port;
+            /// The kernel's view of the port: "fixed" for a device wired inside the machine.
+            std::string removable;
+        };
+        std::optional<Usb> usb;
+        /// The node hangs off the SoC's own bus, as built-in cameras of boards and tablets do.
+        bool onPlatformBus = false;
+    };
+
+    explicit V4l2CaptureDevices(std::filesystem::path deviceDirectory = "/dev",
+                                std::filesystem::path sysfsClassDirectory = "/sys/class/video4linux");
+
+    [[nodiscard]] std::vector<CaptureDevice> discoverDevices(
+        const std::vector<std::string_view>& deviceTypes) const override;
+
+    /// The kernel's release, such as 6.1.0.
+    [[nodiscard]] OperatingSystemVersion operatingSystemVersion() const override;
+
+    /// The names of the video nodes among `names`, in the order of their numbers.
+    static std::vector<std::string> videoNodeNames(const std::vector<std::string>& names);
+
+    /// The device for `node`, or none when it captures no video or its type was not asked for.
+    static std::optional<CaptureDevice> describe(const Node& node, const std::vector<std::string_view>& deviceTypes);
+
+    /// "6.1.0-18-amd64" gives 6.1.0; missing parts are 0.
+    static OperatingSystemVersion parseRelease(std::string_view release);
+
+private:
+    [[nodiscard]] std::optional<Node> readNode(const std::string& name) const;
+
+    std::filesystem::path m_deviceDirectory;
+    std::filesystem::path m_sysfsDirectory;
+};
+
+}  // namespace moritane
