@@ -4,15 +4,17 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace moritane {
 
 std::shared_ptr<CameraManager> CameraManager::create(Dependencies dependencies) {
-    std::shared_ptr<CameraManager> manager(new CameraManager(dependencies));
+    std::shared_ptr<CameraManager> manager(new CameraManager(std::move(dependencies)));
     manager->start();
     return manager;
 }
 
-CameraManager::CameraManager(Dependencies dependencies) : m_dependencies(dependencies) {}
+CameraManager::CameraManager(Dependencies dependencies) : m_dependencies(std::move(dependencies)) {}
 
 void CameraManager::start() {
     if (const auto text = m_dependencies.defaults.string(lastSelectedImageIdKey)) {
@@ -64,6 +66,18 @@ void CameraManager::selectImage(const Uuid& id) {
     currentMode = Constants::CameraMode::image;
     selectedImageId = id;
     writeState();
+}
+
+void CameraManager::showLastImage() {
+    const auto ids = m_dependencies.savedImageIds();
+    if (ids.empty()) {
+        return;
+    }
+    if (m_lastSelectedImageId && std::find(ids.begin(), ids.end(), *m_lastSelectedImageId) != ids.end()) {
+        selectImage(*m_lastSelectedImageId);
+    } else {
+        selectImage(ids.front());
+    }
 }
 
 void CameraManager::persistLastSelectedImageId() {

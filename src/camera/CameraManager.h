@@ -8,9 +8,11 @@
 #include "support/RunLoop.h"
 #include "support/Uuid.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace moritane {
 
@@ -23,6 +25,9 @@ public:
         Defaults& defaults;
         RunLoop& runLoop;
         Log& log;
+        /// The ids of the image library in its order, read anew at each call (which may make the
+        /// library).
+        std::function<std::vector<Uuid>()> savedImageIds = [] { return std::vector<Uuid>{}; };
     };
 
     /// Restores the state from state.json, writes it back, refreshes the heartbeat and starts its
@@ -46,6 +51,8 @@ public:
     void turnOff();
     void switchToCamera();
     void selectImage(const Uuid& id);
+    /// Shows the last image shown, or else the first of the library; nothing with an empty library.
+    void showLastImage();
     /// Writes state.json from the three published values as they are now.
     void writeState();
 
