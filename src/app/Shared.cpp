@@ -12,8 +12,18 @@ Shared::Shared()
     : m_defaults(linuxpaths::defaultsFile(), m_log),
       m_container(XdgAppGroupContainer::Environment::current()),
       m_cameraManager([this] {
-          return CameraManager::create({m_store, m_defaults, m_runLoop, m_log});
+          return CameraManager::create({m_store, m_defaults, m_runLoop, m_log, [this] {
+                                            std::vector<Uuid> ids;
+                                            for (const auto& image : m_imageManager.get().savedImages.value()) {
+                                                ids.push_back(image.id);
+                                            }
+                                            return ids;
+                                        }});
       }),
+      m_imageManager([this] {
+          return ImageManager::create({m_store, m_cameraManager, m_runLoop, m_log});
+      }),
+      m_shortcuts(GlobalShortcuts::Registry::create({m_defaults, m_notificationCenter, m_runLoop, m_hotKeyService})),
       m_cameraDeviceManager([this] {
           return CameraDeviceManager::create({m_captureDevices, m_notificationCenter, m_runLoop, [](std::string label) {
                                                   return std::make_unique<SerialQueue>(std::move(label));
@@ -22,7 +32,7 @@ Shared::Shared()
 
 AppDelegate::Collaborators Shared::delegateCollaborators() {
     // This edition runs without windows and without a tray: the parts that need them, and those
-    // still to come (extension installer, camera discovery, shortcuts), have nothing to do here.
+    // still to come (the extension installer), have nothing to do here.
     return AppDelegate::Collaborators{
         .cameraManager = m_cameraManager,
         .defaults = m_defaults,
@@ -42,7 +52,11 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
         .activateExtensionIfNeeded = [] {},
         .refreshExtensionStatus = [] {},
         .startCameraDiscovery = [this] { startCameraDiscovery(); },
-        .attachCameraShortcuts = [] {},
+        .attachCameraShortcuts =
+            [this] {
+                m_cameraShortcuts.emplace(*m_shortcuts);
+                m_cameraShortcuts->attachActions(m_cameraManager);
+            },
     };
 }
 

@@ -3,14 +3,18 @@
 #include "camera/AppDelegate.h"
 #include "camera/CameraManager.h"
 #include "camera/SharedStore.h"
+#include "library/ImageManager.h"
 #include "platform/linux/DeviceNodeCameraAuthorization.h"
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/UdevCameraMonitor.h"
 #include "platform/linux/V4l2CaptureDevices.h"
+#include "platform/linux/X11HotKeyService.h"
 #include "platform/linux/XdgAppGroupContainer.h"
 #include "platform/qt/QtRunLoop.h"
+#include "shortcuts/CameraShortcuts.h"
+#include "shortcuts/GlobalShortcuts.h"
 #include "sources/CameraDeviceManager.h"
 #include "support/NotificationCenter.h"
 #include "support/Published.h"
@@ -48,7 +52,11 @@ private:
     // This edition has no updater yet: it can never check.
     Published<bool> m_updaterCanCheckForUpdates{false};
     SharedInstance<CameraManager> m_cameraManager;
+    SharedInstance<ImageManager> m_imageManager;
     NotificationCenter m_notificationCenter;
+    X11HotKeyService m_hotKeyService{m_runLoop, m_log};
+    std::shared_ptr<GlobalShortcuts::Registry> m_shortcuts;
+    std::optional<GlobalShortcuts::CameraShortcuts> m_cameraShortcuts;
     V4l2CaptureDevices m_captureDevices;
     std::optional<UdevCameraMonitor> m_cameraMonitor;
     SharedInstance<CameraDeviceManager> m_cameraDeviceManager;

@@ -1,5 +1,6 @@
 #include "support/Files.h"
 #include "testsupport/TemporaryDirectory.h"
+#include "testsupport/Xvfb.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +23,7 @@ using namespace std::chrono_literals;
 /// line by line.
 class RunningProgram {
 public:
-    explicit RunningProgram(const std::filesystem::path& home) {
+    explicit RunningProgram(const std::filesystem::path& home, const std::vector<std::string>& extraVariables = {}) {
         std::array<int, 2> pipe{};
         if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
             throw std::runtime_error("pipe");
@@ -31,6 +32,7 @@ public:
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, pipe[1], 2);
         std::vector<std::string> variables{"HOME=" + home.string(), "LANG=C.UTF-8", "QT_QPA_PLATFORM=offscreen"};
+        variables.insert(variables.end(), extraVariables.begin(), extraVariables.end());
         for (char** entry = environ; *entry != nullptr; ++entry) {
             const std::string_view variable(*entry);
             if (variable.starts_with("PATH=") || variable.starts_with("ASAN_") || variable.starts_with("UBSAN_")) {
@@ -62,11 +64,11 @@ public:
         ::close(m_stderr);
     }
 
-    /// Reads standard error until a line contains `text`; false when the program says nothing
-    /// of the kind within the limit.
+    /// Reads standard error until a line after the last one waited for contains `text`; false
+    /// when the program says nothing of the kind within the limit.
     bool waitForLine(std::string_view text, std::chrono::milliseconds limit = 20s) {
         const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (m_output.find(text) == std::string::npos) {
+        while (m_output.find(text, m_searchFrom) == std::string::npos) {
             const auto left =
                 std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
             pollfd descriptor{m_stderr, POLLIN, 0};
@@ -80,6 +82,7 @@ public:
             }
             m_output.append(buffer.data(), static_cast<std::size_t>(count));
         }
+        m_searchFrom = m_output.find(text, m_searchFrom) + text.size();
         return true;
     }
 
@@ -101,6 +104,7 @@ private:
     pid_t m_pid = -1;
     int m_stderr = -1;
     std::string m_output;
+    std::size_t m_searchFrom = 0;
 };
 
 /// Waits for `count` changes of the times of `name` in `directory` (setting the modification time
@@ -162,6 +166,31 @@ TEST(ProgramTest, AStoredImageStateSurvivesARestart) {
         EXPECT_TRUE(program.stop());
         EXPECT_EQ(testing::readFile(shared / "state.json"), stored);
     }
+}
+
+// The default shortcuts, pressed on a real X server as any program would see them.
+TEST(ProgramTest, TheDefaultShortcutsSwitchTheCameraWhicheverProgramHasTheKeyboard) {
+    const testing::XvfbServer server;
+    const testing::TemporaryDirectory home;
+    const auto shared = home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane";
+    std::filesystem::create_directories(shared / "Images");
+    testing::writeFile(shared / "Images" / "F00D0000-0000-4000-8000-000000000000_beach.png", "png");
+    testing::writeFile(shared / "images.json", R"([{"id":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8","name":"beach",)"
+                                               R"("fileName":"F00D0000-0000-4000-8000-000000000000_beach.png"}])");
+    RunningProgram program(home.path(), {"DISPLAY=" + server.display()});
+    ASSERT_TRUE(program.waitForLine("Cameras: ")) << program.output();  // the start-up is through
+
+    ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+1"}));
+    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=camera")) << program.output();
+    EXPECT_EQ(testing::readFile(shared / "state.json"), R"({"mode":"camera"})");
+    ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+0"}));
+    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=off")) << program.output();
+    ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+2"}));
+    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=image image=6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8"))
+        << program.output();
+    EXPECT_EQ(testing::readFile(shared / "state.json"),
+              R"({"mode":"image","selectedImageId":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8"})");
+    EXPECT_EQ(program.output().find("Shortcuts: "), std::string::npos) << program.output();
 }
 
 }  // namespace

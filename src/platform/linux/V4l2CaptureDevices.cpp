@@ -1,5 +1,6 @@
 #include "platform/linux/V4l2CaptureDevices.h"
 
+#include "platform/linux/KernelVersion.h"
 #include "support/Utf8.h"
 
 #include <fmt/format.h>
@@ -7,7 +8,6 @@
 #include <fcntl.h>
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
-#include <sys/utsname.h>
 #include <unistd.h>
 #include <algorithm>
 #include <array>
@@ -118,23 +118,8 @@ std::optional<CaptureDevice> V4l2CaptureDevices::describe(const Node& node,
     return CaptureDevice{utf8::replacingInvalid(id), utf8::replacingInvalid(node.card), std::string(type)};
 }
 
-OperatingSystemVersion V4l2CaptureDevices::parseRelease(std::string_view release) {
-    std::array<int, 3> parts{};
-    const auto* position = release.data();
-    const auto* end = release.data() + release.size();
-    for (auto& part : parts) {
-        const auto [stop, error] = std::from_chars(position, end, part);
-        if (error != std::errc{} || stop == end || *stop != '.') {
-            break;
-        }
-        position = stop + 1;
-    }
-    return {parts[0], parts[1], parts[2]};
-}
-
 OperatingSystemVersion V4l2CaptureDevices::operatingSystemVersion() const {
-    utsname names{};
-    return ::uname(&names) == 0 ? parseRelease(names.release) : OperatingSystemVersion{};
+    return kernelVersion();
 }
 
 std::optional<V4l2CaptureDevices::Node> V4l2CaptureDevices::readNode(const std::string& name) const {

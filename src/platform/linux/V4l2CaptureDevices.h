@@ -54,9 +54,6 @@ public:
     /// The device for `node`, or none when it captures no video or its type was not asked for.
     static std::optional<CaptureDevice> describe(const Node& node, const std::vector<std::string_view>& deviceTypes);
 
-    /// "6.1.0-18-amd64" gives 6.1.0; missing parts are 0.
-    static OperatingSystemVersion parseRelease(std::string_view release);
-
 private:
     [[nodiscard]] std::optional<Node> readNode(const std::string& name) const;
 

@@ -1,5 +1,6 @@
 #include "platform/linux/V4l2CaptureDevices.h"
 
+#include "platform/linux/KernelVersion.h"
 #include "platform/linux/UdevCameraMonitor.h"
 #include "platform/sim/CapturingLog.h"
 #include "testsupport/TemporaryDirectory.h"
@@ -83,9 +84,9 @@ TEST(V4l2CaptureDevicesTest, CardNamesWithOddBytesBecomeText) {
 }
 
 TEST(V4l2CaptureDevicesTest, KernelReleasesParseToVersions) {
-    EXPECT_EQ(V4l2CaptureDevices::parseRelease("6.1.0-18-amd64"), (OperatingSystemVersion{6, 1, 0}));
-    EXPECT_EQ(V4l2CaptureDevices::parseRelease("5.15"), (OperatingSystemVersion{5, 15, 0}));
-    EXPECT_EQ(V4l2CaptureDevices::parseRelease("garbage"), (OperatingSystemVersion{0, 0, 0}));
+    EXPECT_EQ(parseKernelRelease("6.1.0-18-amd64"), (OperatingSystemVersion{6, 1, 0}));
+    EXPECT_EQ(parseKernelRelease("5.15"), (OperatingSystemVersion{5, 15, 0}));
+    EXPECT_EQ(parseKernelRelease("garbage"), (OperatingSystemVersion{0, 0, 0}));
     EXPECT_TRUE(V4l2CaptureDevices().operatingSystemVersion().isAtLeast({3, 0, 0}));
 }
 

@@ -11,9 +11,9 @@ namespace {
 class XdgWorkspaceTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        // Programs that start and end at once, and read nothing of this directory.
         for (const auto* program : {"xdg-open", "gnome-control-center"}) {
-            testing::writeFile(bin / program, "#!/bin/sh\nexit 0\n");
-            std::filesystem::permissions(bin / program, std::filesystem::perms::owner_all);
+            std::filesystem::create_symlink("/bin/true", bin / program);
         }
         testing::writeFile(bin / "not-executable", "");
     }
