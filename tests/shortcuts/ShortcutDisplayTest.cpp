@@ -1,0 +1,202 @@
+#include "shortcuts/ShortcutDisplay.h"
+
+#include "platform/sim/FakeHotKeyService.h"
+#include "platform/sim/FakeKeyboardLayouts.h"
+#include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "support/Localization.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace moritane::GlobalShortcuts {
+namespace {
+
+using Layout = FakeKeyboardLayout::Layout;
+
+constexpr std::int64_t kCtrlOptCmd = 0x1900;
+constexpr std::int64_t kShift = ModifierFlags::shift;
+constexpr std::int64_t kCommand = ModifierFlags::command;
+
+SymbolicHotKeys::Entry hotKey(bool enabled, std::int64_t code, std::int64_t modifiers) {
+    return {{"kHISymbolicHotKeyEnabled", enabled},
+            {"kHISymbolicHotKeyCode", code},
+            {"kHISymbolicHotKeyModifiers", modifiers}};
+}
+
+TEST(ShortcutDisplayTest, DescriptionsPutTheModifiersInTheirFixedOrderBeforeTheCapitalisedKey) {
+    FakeKeyboardLayout layout;
+    EXPECT_EQ(description(Shortcut::make(Key::zero, 0x1C0000), layout), "\u2303\u2325\u23180");
+    EXPECT_EQ(description(Shortcut::make(Key::a, kCommand | kShift | ModifierFlags::control), layout),
+              "\u2303\u21E7\u2318A");
+    EXPECT_EQ(modifierDescription(ModifierFlags::function | kCommand | ModifierFlags::option),
+              "\u2325\u2318\U0001F310\uFE0E");
+    EXPECT_EQ(description(Shortcut{Key::space.rawValue, 0x100}, layout), "\u2318Space");
+    EXPECT_EQ(description(Shortcut{Key::f1.rawValue, 0}, layout), "F1");
+    EXPECT_EQ(description(Shortcut{Key::keypad7.rawValue, 0}, layout), "7\u20E3");
+}
+
+TEST(ShortcutDisplayTest, LayoutKeysFollowTheLayoutOfTheMomentAndTableKeysNeverAskIt) {
+    FakeKeyboardLayout layout;
+    const Shortcut y{Key::y.rawValue, 0x100};
+    EXPECT_EQ(description(y, layout), "\u2318Y");
+    layout.current = Layout::german;
+    EXPECT_EQ(description(y, layout), "\u2318Z");
+    EXPECT_EQ(description(Shortcut{Key::minus.rawValue, 0}, layout), "\u00DF");  // no single capital
+    layout.asked = 0;
+    for (const auto key : {Key::return_, Key::delete_, Key::escape, Key::f20, Key::keypadEnter, Key::upArrow}) {
+        EXPECT_TRUE(keyToCharacter(key.rawValue, layout));
+    }
+    EXPECT_EQ(layout.asked, 0);
+    layout.current = Layout::none;
+    EXPECT_EQ(description(Shortcut{Key::a.rawValue, kCtrlOptCmd}, layout), "\u2303\u2325\u2318\uFFFD");
+}
+
+TEST(ShortcutDisplayTest, KeyEquivalentsAreOneCharacter) {
+    FakeKeyboardLayout layout;
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::space.rawValue, 0}, layout), " ");
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::f1.rawValue, 0}, layout), "\uF704");
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::f20.rawValue, 0}, layout), "\uF717");
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::b.rawValue, 0}, layout), "b");
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::upArrow.rawValue, 0}, layout), "\u2191");
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::keypad1.rawValue, 0}, layout), "");  // two characters, no entry
+    layout.current = Layout::none;
+    EXPECT_EQ(keyEquivalent(Shortcut{Key::b.rawValue, 0}, layout), "");
+}
+
+TEST(ShortcutDisplayTest, OnlyWellFormedEnabledSystemShortcutsCountAndF12AloneNeverDoes) {
+    FakeSymbolicHotKeys system;
+    system.entries = std::vector<SymbolicHotKeys::Entry>{
+        hotKey(true, Key::space.rawValue, 0x100 | 0x1),  // modifiers normalised
+        hotKey(false, Key::a.rawValue, 0x100),
+        hotKey(true, Key::f12.rawValue, 0),
+        hotKey(true, Key::f12.rawValue, 0x800),
+        {{"kHISymbolicHotKeyEnabled", std::int64_t{1}},
+         {"kHISymbolicHotKeyCode", std::int64_t{0}},
+         {"kHISymbolicHotKeyModifiers", std::int64_t{0}}},
+        {{"kHISymbolicHotKeyEnabled", true},
+         {"kHISymbolicHotKeyCode", std::string("1")},
+         {"kHISymbolicHotKeyModifiers", std::int64_t{0}}},
+        {{"kHISymbolicHotKeyEnabled", true}, {"kHISymbolicHotKeyCode", std::int64_t{2}}},
+    };
+    EXPECT_EQ(systemShortcuts(system), (std::vector<Shortcut>{{49, 0x100}, {111, 0}, {111, 0x800}}));
+    EXPECT_TRUE(isTakenBySystem(Shortcut{49, 0x100}, system));
+    EXPECT_FALSE(isTakenBySystem(Shortcut{0, 0x100}, system));
+    EXPECT_FALSE(isTakenBySystem(Shortcut{111, 0}, system));
+    EXPECT_TRUE(isTakenBySystem(Shortcut{111, 0x800}, system));
+    system.entries.reset();
+    EXPECT_TRUE(systemShortcuts(system).empty());
+}
+
+TEST(ShortcutDisplayTest, MenuSearchIsDepthFirstWithTheShiftRuleAndExactMasks) {
+    FakeKeyboardLayout layout;
+    FakeMenu mainMenu;
+    mainMenu.add("Plain n", "n", kCommand);
+    auto& file = mainMenu.add("File", "", 0);
+    auto submenu = std::make_unique<FakeMenu>();
+    auto& capital = submenu->add("New Window", "N", kCommand);
+    auto& digit = submenu->add("Digit", "1", kCommand);
+    file.menu = std::move(submenu);
+    auto& later = mainMenu.add("Later n", "n", kCommand | kShift);
+
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand), &mainMenu, layout), mainMenu.items[0].get());
+    // With shift, "N" reads as shift and n; the plain n without shift in its mask does not match.
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand | kShift), &mainMenu, layout), &capital);
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::one, kCommand), &mainMenu, layout), &digit);
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::keypad1, kCommand), &mainMenu, layout), nullptr);
+    mainMenu.items[1]->menu.reset();
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand | kShift), &mainMenu, layout), &later);
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand), nullptr, layout), nullptr);
+    layout.current = Layout::none;
+    EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand), &mainMenu, layout), nullptr);
+}
+
+TEST(ShortcutDisplayTest, FunctionKeysAreTheThirtyFiveSpecialKeys) {
+    EXPECT_EQ(functionKeys().size(), 35U);
+    EXPECT_TRUE(functionKeys().contains(0xF704));
+    EXPECT_TRUE(functionKeys().contains(0xF726));
+    EXPECT_FALSE(functionKeys().contains(0xF727));
+}
+
+TEST(ShortcutDisplayTest, ABoundMenuItemFollowsItsNameUntilUnbound) {
+    MemoryDefaults defaults;
+    NotificationCenter center;
+    ManualRunLoop loop;
+    FakeHotKeyService service;
+    FakeKeyboardLayout layout;
+    const auto registry = Registry::create({defaults, center, loop, service});
+    const auto name = registry->makeName("cameraOn", Shortcut::make(Key::one, 0x1C0000));
+    const auto other = registry->makeName("other");
+    FakeMenuItem item("Camera", "", 0);
+    MenuItemShortcuts binding(*registry, center, loop, layout);
+
+    binding.setShortcut(item, name);
+    EXPECT_EQ(item.equivalent, "1");
+    EXPECT_EQ(item.modifierMask, 0x1C0000);
+    EXPECT_EQ(item.allowsLocalization, false);
+    registry->setShortcut(Shortcut::make(Key::f1, 0), name);
+    EXPECT_EQ(item.equivalent, "\uF704");
+    EXPECT_EQ(item.modifierMask, 0);
+    registry->setShortcut(Shortcut::make(Key::b, kCommand), other);  // another name: no change
+    EXPECT_EQ(item.equivalent, "\uF704");
+    registry->setShortcut(std::nullopt, name);
+    EXPECT_EQ(item.equivalent, "");
+    EXPECT_EQ(item.allowsLocalization, true);
+
+    registry->setShortcut(Shortcut::make(Key::a, kCommand), name);
+    binding.setShortcut(item, std::nullopt);
+    registry->setShortcut(Shortcut::make(Key::b, kCommand), name);
+    EXPECT_EQ(item.equivalent, "");
+    EXPECT_EQ(item.modifierMask, 0);
+}
+
+TEST(ShortcutDisplayTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainThread) {
+    MemoryDefaults defaults;
+    NotificationCenter center;
+    ManualRunLoop loop;
+    FakeHotKeyService service;
+    FakeKeyboardLayout layout;
+    const auto registry = Registry::create({defaults, center, loop, service});
+    const auto name = registry->makeName("cameraOff", Shortcut::make(Key::zero, kCommand));
+    FakeMenuItem item("Camera Off", "", 0);
+    FakeMenuItem unbound("Other", "", 0);
+    auto binding = std::make_unique<MenuItemShortcuts>(*registry, center, loop, layout);
+    binding->setShortcut(item, name);
+    binding->setShortcut(unbound, name);
+    // Another process of ours changed the stored shortcut; the change is announced off the main thread.
+    const auto announceFromAnotherThread = [&](const Shortcut& shortcut) {
+        defaults.setObject(Registry::key(name), encode(shortcut));
+        std::thread([&] { center.post(Registry::shortcutByNameDidChange, {{"name", name.rawValue}}); }).join();
+    };
+
+    announceFromAnotherThread(Shortcut::make(Key::b, kCommand));
+    binding->setShortcut(unbound, std::nullopt);
+    EXPECT_EQ(item.equivalent, "0");
+    loop.drainMain();
+    EXPECT_EQ(item.equivalent, "b");
+    EXPECT_EQ(unbound.equivalent, "");
+
+    announceFromAnotherThread(Shortcut::make(Key::c, kCommand));
+    binding.reset();
+    loop.drainMain();
+    EXPECT_EQ(item.equivalent, "b");
+}
+
+TEST(ShortcutDisplayTest, TheSubsystemShipsItsOwnTableInEnglishAndJapanese) {
+    const auto directory = std::filesystem::path(MORITANE_SOURCE_DIR) / "resources/l10n/GlobalShortcuts";
+    for (const auto* language : {"en", "ja"}) {
+        const auto localization = Localization::load(directory, {language});
+        ASSERT_TRUE(localization) << localization.error().description;
+        for (const auto key : {LocalizedKey::recordShortcut, LocalizedKey::pressShortcut, LocalizedKey::usedByMenuItem,
+                               LocalizedKey::usedBySystem, LocalizedKey::canBeChanged, LocalizedKey::ok,
+                               LocalizedKey::forceUseShortcut}) {
+            EXPECT_NE(localization.value().string(key), key) << language << " lacks " << key;
+        }
+        const auto title = Localization::format(localization.value().string(LocalizedKey::usedByMenuItem), {"New"});
+        EXPECT_NE(title.find("“New”"), std::string::npos) << title;
+    }
+}
+
+}  // namespace
+}  // namespace moritane::GlobalShortcuts
