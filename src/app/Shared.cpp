@@ -1,6 +1,7 @@
 #include "app/Shared.h"
 
 #include "platform/linux/LinuxPaths.h"
+#include "shortcuts/ShortcutDisplay.h"
 
 #include <fmt/format.h>
 
@@ -24,6 +25,7 @@ Shared::Shared()
           return ImageManager::create({m_store, m_cameraManager, m_runLoop, m_log});
       }),
       m_shortcuts(GlobalShortcuts::Registry::create({m_defaults, m_notificationCenter, m_runLoop, m_hotKeyService})),
+      m_symbolicHotKeys(linuxpaths::environmentVariable("XDG_CURRENT_DESKTOP")),
       m_cameraDeviceManager([this] {
           return CameraDeviceManager::create({m_captureDevices, m_notificationCenter, m_runLoop, [](std::string label) {
                                                   return std::make_unique<SerialQueue>(std::move(label));
@@ -52,11 +54,7 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
         .activateExtensionIfNeeded = [] {},
         .refreshExtensionStatus = [] {},
         .startCameraDiscovery = [this] { startCameraDiscovery(); },
-        .attachCameraShortcuts =
-            [this] {
-                m_cameraShortcuts.emplace(*m_shortcuts);
-                m_cameraShortcuts->attachActions(m_cameraManager);
-            },
+        .attachCameraShortcuts = [this] { attachCameraShortcuts(); },
     };
 }
 
@@ -74,6 +72,24 @@ void Shared::startCameraDiscovery() {
         }
         m_log.write(fmt::format("Cameras: {} found{}{}", cameras.size(), list.empty() ? "" : ": ", list));
     });
+}
+
+void Shared::attachCameraShortcuts() {
+    m_cameraShortcuts.emplace(*m_shortcuts);
+    m_cameraShortcuts->attachActions(m_cameraManager);
+    // Without a settings window, the shortcuts in force are told in the log, on this keyboard.
+    for (const auto& [what, name] : {std::pair{"camera off", m_cameraShortcuts->cameraOff()},
+                                     {"camera on", m_cameraShortcuts->cameraOn()},
+                                     {"last image", m_cameraShortcuts->showLastImage()}}) {
+        const auto shortcut = m_shortcuts->getShortcut(name);
+        if (!shortcut) {
+            m_log.write(fmt::format("Shortcuts: {}: none", what));
+            continue;
+        }
+        m_log.write(fmt::format(
+            "Shortcuts: {}: {}{}", what, GlobalShortcuts::description(*shortcut, m_keyboardLayout),
+            GlobalShortcuts::isTakenBySystem(*shortcut, m_symbolicHotKeys) ? " (the desktop uses it too)" : ""));
+    }
 }
 
 void Shared::applicationDidFinishLaunching() {

@@ -5,6 +5,7 @@
 #include "camera/SharedStore.h"
 #include "library/ImageManager.h"
 #include "platform/linux/DeviceNodeCameraAuthorization.h"
+#include "platform/linux/GnomeSymbolicHotKeys.h"
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/StderrLog.h"
@@ -12,6 +13,7 @@
 #include "platform/linux/V4l2CaptureDevices.h"
 #include "platform/linux/X11HotKeyService.h"
 #include "platform/linux/XdgAppGroupContainer.h"
+#include "platform/linux/XkbKeyboardLayout.h"
 #include "platform/qt/QtRunLoop.h"
 #include "shortcuts/CameraShortcuts.h"
 #include "shortcuts/GlobalShortcuts.h"
@@ -40,6 +42,7 @@ public:
 private:
     AppDelegate::Collaborators delegateCollaborators();
     void startCameraDiscovery();
+    void attachCameraShortcuts();
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;
@@ -57,6 +60,8 @@ private:
     X11HotKeyService m_hotKeyService{m_runLoop, m_log};
     std::shared_ptr<GlobalShortcuts::Registry> m_shortcuts;
     std::optional<GlobalShortcuts::CameraShortcuts> m_cameraShortcuts;
+    XkbKeyboardLayout m_keyboardLayout;
+    GnomeSymbolicHotKeys m_symbolicHotKeys;
     V4l2CaptureDevices m_captureDevices;
     std::optional<UdevCameraMonitor> m_cameraMonitor;
     SharedInstance<CameraDeviceManager> m_cameraDeviceManager;

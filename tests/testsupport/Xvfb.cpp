@@ -67,9 +67,7 @@ XvfbServer::~XvfbServer() {
     ::waitpid(m_pid, nullptr, 0);
 }
 
-bool XvfbServer::xdotool(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> command{"xdotool"};
-    command.insert(command.end(), arguments.begin(), arguments.end());
+bool XvfbServer::run(const std::vector<std::string>& command) const {
     std::string display = "DISPLAY=" + m_display;
     std::string path = "PATH=/usr/local/bin:/usr/bin:/bin";
     std::array<char*, 3> environment{display.data(), path.data(), nullptr};

@@ -19,8 +19,15 @@ public:
     /// ":N"
     [[nodiscard]] const std::string& display() const { return m_display; }
 
-    /// Runs xdotool with `arguments` against this display and waits for it; true when it succeeded.
-    [[nodiscard]] bool xdotool(const std::vector<std::string>& arguments) const;
+    /// Runs `command` (a program on the path and its arguments) against this display and waits
+    /// for it; true when it succeeded.
+    [[nodiscard]] bool run(const std::vector<std::string>& command) const;
+
+    [[nodiscard]] bool xdotool(const std::vector<std::string>& arguments) const {
+        std::vector<std::string> command{"xdotool"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return run(command);
+    }
 
 private:
     int m_pid = -1;
