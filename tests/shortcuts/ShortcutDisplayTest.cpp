@@ -119,13 +119,18 @@ TEST(ShortcutDisplayTest, FunctionKeysAreTheThirtyFiveSpecialKeys) {
     EXPECT_FALSE(functionKeys().contains(0xF727));
 }
 
-TEST(ShortcutDisplayTest, ABoundMenuItemFollowsItsNameUntilUnbound) {
+/// The store and registry that menu-item bindings follow.
+class MenuItemBindingTest : public ::testing::Test {
+protected:
     MemoryDefaults defaults;
     NotificationCenter center;
     ManualRunLoop loop;
     FakeHotKeyService service;
     FakeKeyboardLayout layout;
-    const auto registry = Registry::create({defaults, center, loop, service});
+    std::shared_ptr<Registry> registry = Registry::create({defaults, center, loop, service});
+};
+
+TEST_F(MenuItemBindingTest, ABoundMenuItemFollowsItsNameUntilUnbound) {
     const auto name = registry->makeName("cameraOn", Shortcut::make(Key::one, 0x1C0000));
     const auto other = registry->makeName("other");
     FakeMenuItem item("Camera", "", 0);
@@ -151,13 +156,7 @@ TEST(ShortcutDisplayTest, ABoundMenuItemFollowsItsNameUntilUnbound) {
     EXPECT_EQ(item.modifierMask, 0);
 }
 
-TEST(ShortcutDisplayTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainThread) {
-    MemoryDefaults defaults;
-    NotificationCenter center;
-    ManualRunLoop loop;
-    FakeHotKeyService service;
-    FakeKeyboardLayout layout;
-    const auto registry = Registry::create({defaults, center, loop, service});
+TEST_F(MenuItemBindingTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainThread) {
     const auto name = registry->makeName("cameraOff", Shortcut::make(Key::zero, kCommand));
     FakeMenuItem item("Camera Off", "", 0);
     FakeMenuItem unbound("Other", "", 0);
