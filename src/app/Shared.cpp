@@ -9,9 +9,25 @@
 
 namespace moritane {
 
+namespace {
+
+/// The application's tables; without them the user reads the keys, and the log says why.
+Localization loadLocalization(Log& log) {
+    const auto languages = linuxpaths::preferredLanguages();
+    auto loaded = Localization::load(linuxpaths::resourceDirectory() / "l10n", languages);
+    if (loaded) {
+        return std::move(loaded).value();
+    }
+    log.write(fmt::format("Localization: cannot read the tables: {}", loaded.error().description));
+    return {{}, languages};
+}
+
+}  // namespace
+
 Shared::Shared()
     : m_defaults(linuxpaths::defaultsFile(), m_log),
       m_container(XdgAppGroupContainer::Environment::current()),
+      m_localization(loadLocalization(m_log)),
       m_cameraManager([this] {
           return CameraManager::create({m_store, m_defaults, m_runLoop, m_log, [this] {
                                             std::vector<Uuid> ids;
@@ -24,6 +40,7 @@ Shared::Shared()
       m_imageManager([this] {
           return ImageManager::create({m_store, m_cameraManager, m_runLoop, m_log});
       }),
+      m_installer([this] { return makeInstaller(); }),
       m_shortcuts(GlobalShortcuts::Registry::create({m_defaults, m_notificationCenter, m_runLoop, m_hotKeyService})),
       m_symbolicHotKeys(linuxpaths::environmentVariable("XDG_CURRENT_DESKTOP")),
       m_cameraDeviceManager([this] {
@@ -32,9 +49,24 @@ Shared::Shared()
                                               }});
       }) {}
 
+std::shared_ptr<SystemExtensionInstaller> Shared::makeInstaller() {
+    auto installer = SystemExtensionInstaller::create(
+        {m_extensionService, m_runLoop, m_log, m_localization, linuxpaths::resourceDirectory()});
+    // Without a popover to show it in, the status is told in the log, in the popover's words.
+    m_extensionStatusLog = installer->status.subscribe([this](const SystemExtensionInstaller::Status& status) {
+        const auto text = m_localization.string(SystemExtensionInstaller::popoverKey(status.kind()));
+        const auto& failure = status.failure();
+        m_log.write(fmt::format(
+            "SystemExtensionInstaller: {}",
+            failure ? fmt::format("{} ({})", Localization::format(text, {failure->message}), failure->diagnostic)
+                    : text));
+    });
+    return installer;
+}
+
 AppDelegate::Collaborators Shared::delegateCollaborators() {
-    // This edition runs without windows and without a tray: the parts that need them, and those
-    // still to come (the extension installer), have nothing to do here.
+    // This edition runs without windows and without a tray: the parts that need them have
+    // nothing to do here.
     return AppDelegate::Collaborators{
         .cameraManager = m_cameraManager,
         .defaults = m_defaults,
@@ -51,8 +83,8 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
         .updateStatusIcon = [](Constants::CameraMode) {},
         .showOnboarding =
             [this] { m_log.write("AppDelegate: onboarding needs a window, which this edition does not have"); },
-        .activateExtensionIfNeeded = [] {},
-        .refreshExtensionStatus = [] {},
+        .activateExtensionIfNeeded = [this] { m_installer.get().activateIfNeeded(); },
+        .refreshExtensionStatus = [this] { m_installer.get().refreshStatus(); },
         .startCameraDiscovery = [this] { startCameraDiscovery(); },
         .attachCameraShortcuts = [this] { attachCameraShortcuts(); },
     };
@@ -95,6 +127,8 @@ void Shared::attachCameraShortcuts() {
 void Shared::applicationDidFinishLaunching() {
     m_appDelegate = AppDelegate::create(delegateCollaborators());
     m_appDelegate->applicationDidFinishLaunching();
+    // Started by the user, the program is the active one once it has launched.
+    m_appDelegate->applicationDidBecomeActive();
 }
 
 }  // namespace moritane

@@ -3,7 +3,9 @@
 #include "camera/AppDelegate.h"
 #include "camera/CameraManager.h"
 #include "camera/SharedStore.h"
+#include "extension/SystemExtensionInstaller.h"
 #include "library/ImageManager.h"
+#include "platform/linux/AbsentSystemExtensionService.h"
 #include "platform/linux/DeviceNodeCameraAuthorization.h"
 #include "platform/linux/GnomeSymbolicHotKeys.h"
 #include "platform/linux/JournalLog.h"
@@ -18,6 +20,7 @@
 #include "shortcuts/CameraShortcuts.h"
 #include "shortcuts/GlobalShortcuts.h"
 #include "sources/CameraDeviceManager.h"
+#include "support/Localization.h"
 #include "support/NotificationCenter.h"
 #include "support/Published.h"
 #include "support/SerialQueue.h"
@@ -43,6 +46,7 @@ private:
     AppDelegate::Collaborators delegateCollaborators();
     void startCameraDiscovery();
     void attachCameraShortcuts();
+    std::shared_ptr<SystemExtensionInstaller> makeInstaller();
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;
@@ -51,11 +55,15 @@ private:
     XdgAppGroupContainer m_container;
     SharedStore m_store{m_container};
     SerialQueue m_utilityQueue{"com.orsk.moritane.utility"};
+    Localization m_localization;
     DeviceNodeCameraAuthorization m_cameraAuthorization;
     // This edition has no updater yet: it can never check.
     Published<bool> m_updaterCanCheckForUpdates{false};
     SharedInstance<CameraManager> m_cameraManager;
     SharedInstance<ImageManager> m_imageManager;
+    AbsentSystemExtensionService m_extensionService{m_runLoop};
+    SharedInstance<SystemExtensionInstaller> m_installer;
+    Subscription m_extensionStatusLog;
     NotificationCenter m_notificationCenter;
     X11HotKeyService m_hotKeyService{m_runLoop, m_log};
     std::shared_ptr<GlobalShortcuts::Registry> m_shortcuts;

@@ -168,6 +168,22 @@ TEST(ProgramTest, AStoredImageStateSurvivesARestart) {
     }
 }
 
+// Until this edition can install its camera extension, the installer's status says so plainly.
+TEST(ProgramTest, AfterOnboardingTheExtensionIsActivatedAndTheFailureIsTold) {
+    const testing::TemporaryDirectory home;
+    std::filesystem::create_directories(home / ".config/moritane");
+    testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
+    RunningProgram program(home.path());
+    ASSERT_TRUE(program.waitForLine("SystemExtensionInstaller: Camera extension: not installed")) << program.output();
+    ASSERT_TRUE(program.waitForLine("SystemExtensionInstaller: Camera extension: installing")) << program.output();
+    ASSERT_TRUE(
+        program.waitForLine("SystemExtensionInstaller: Camera extension: failed. Something went wrong while "
+                            "installing the camera extension. (OSSystemExtensionErrorDomain #1: This edition "
+                            "of Moritane cannot install its camera extension yet)"))
+        << program.output();
+    EXPECT_EQ(program.output().find("Camera extension: active"), std::string::npos) << program.output();
+}
+
 // The default shortcuts, pressed on a real X server as any program would see them.
 TEST(ProgramTest, TheDefaultShortcutsSwitchTheCameraWhicheverProgramHasTheKeyboard) {
     const testing::XvfbServer server;
