@@ -31,5 +31,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (jsonTakes(bytes) != (text == bytes)) {
         std::abort();
     }
+    std::string reencoded;
+    for (const auto point : moritane::utf8::codePoints(bytes)) {
+        reencoded += moritane::utf8::encode(point);
+    }
+    if (reencoded != text) {
+        std::abort();
+    }
     return 0;
 }

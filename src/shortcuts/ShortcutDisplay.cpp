@@ -1,5 +1,7 @@
 #include "shortcuts/ShortcutDisplay.h"
 
+#include "support/Utf8.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -53,52 +55,15 @@ const std::map<std::int64_t, std::string>& keyToCharacterTable() {
     return table;
 }
 
-/// UTF-8 of one code point.
-std::string encodeCodePoint(char32_t point) {
-    std::string text;
-    if (point < 0x80) {
-        text += static_cast<char>(point);
-    } else if (point < 0x800) {
-        text += static_cast<char>(0xC0U | (point >> 6U));
-        text += static_cast<char>(0x80U | (point & 0x3FU));
-    } else if (point < 0x10000) {
-        text += static_cast<char>(0xE0U | (point >> 12U));
-        text += static_cast<char>(0x80U | ((point >> 6U) & 0x3FU));
-        text += static_cast<char>(0x80U | (point & 0x3FU));
-    } else {
-        text += static_cast<char>(0xF0U | (point >> 18U));
-        text += static_cast<char>(0x80U | ((point >> 12U) & 0x3FU));
-        text += static_cast<char>(0x80U | ((point >> 6U) & 0x3FU));
-        text += static_cast<char>(0x80U | (point & 0x3FU));
-    }
-    return text;
-}
-
 const std::map<std::int64_t, std::string>& keyToKeyEquivalentTable() {
     static const auto table = [] {
         std::map<std::int64_t, std::string> entries{{49, " "}};
         for (std::size_t index = 0; index < kFunctionKeyCodes.size(); ++index) {
-            entries[kFunctionKeyCodes[index]] = encodeCodePoint(static_cast<char32_t>(0xF704 + index));
+            entries[kFunctionKeyCodes[index]] = utf8::encode(static_cast<char32_t>(0xF704 + index));
         }
         return entries;
     }();
     return table;
-}
-
-/// The code points of well-formed UTF-8 text.
-std::u32string decode(std::string_view text) {
-    std::u32string points;
-    for (std::size_t index = 0; index < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[index]);
-        const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-        char32_t point = length == 1 ? lead : lead & (0xFFU >> (length + 1));
-        for (std::size_t next = 1; next < length && index + next < text.size(); ++next) {
-            point = (point << 6U) | (static_cast<unsigned char>(text[index + next]) & 0x3FU);
-        }
-        points.push_back(point);
-        index += length;
-    }
-    return points;
 }
 
 /// Case mapping of the text's own characters, through the C library's UTF-8 tables.
@@ -119,14 +84,14 @@ std::string capitalized(std::string_view text) {
     const auto* table = caseTable();
     std::string result;
     bool startOfWord = true;
-    for (const auto point : decode(text)) {
+    for (const auto point : utf8::codePoints(text)) {
         const auto wide = static_cast<wchar_t>(point);
         if (std::iswspace(static_cast<wint_t>(point)) != 0) {
-            result += encodeCodePoint(point);
+            result += utf8::encode(point);
             startOfWord = true;
             continue;
         }
-        result += encodeCodePoint(static_cast<char32_t>(startOfWord ? table->toupper(wide) : table->tolower(wide)));
+        result += utf8::encode(static_cast<char32_t>(startOfWord ? table->toupper(wide) : table->tolower(wide)));
         startOfWord = false;
     }
     return result;
@@ -135,8 +100,8 @@ std::string capitalized(std::string_view text) {
 std::string lowercased(std::string_view text) {
     const auto* table = caseTable();
     std::string result;
-    for (const auto point : decode(text)) {
-        result += encodeCodePoint(static_cast<char32_t>(table->tolower(static_cast<wchar_t>(point))));
+    for (const auto point : utf8::codePoints(text)) {
+        result += utf8::encode(static_cast<char32_t>(table->tolower(static_cast<wchar_t>(point))));
     }
     return result;
 }
@@ -144,7 +109,7 @@ std::string lowercased(std::string_view text) {
 /// The length the platform counts: UTF-16 units.
 std::size_t utf16Length(std::string_view text) {
     std::size_t length = 0;
-    for (const auto point : decode(text)) {
+    for (const auto point : utf8::codePoints(text)) {
         length += point >= 0x10000 ? 2 : 1;
     }
     return length;

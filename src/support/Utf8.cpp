@@ -59,4 +59,44 @@ std::string replacingInvalid(std::string_view bytes) {
     return text;
 }
 
+std::u32string codePoints(std::string_view bytes) {
+    std::u32string points;
+    while (!bytes.empty()) {
+        const auto length = sequenceLength(bytes);
+        if (length == 0) {
+            points.push_back(U'\uFFFD');
+            bytes.remove_prefix(1);
+            continue;
+        }
+        const auto lead = static_cast<std::uint8_t>(bytes[0]);
+        char32_t point = length == 1 ? lead : lead & (0xFFU >> (length + 1));
+        for (std::size_t index = 1; index < length; ++index) {
+            point = (point << 6U) | (static_cast<std::uint8_t>(bytes[index]) & 0x3FU);
+        }
+        points.push_back(point);
+        bytes.remove_prefix(length);
+    }
+    return points;
+}
+
+std::string encode(char32_t point) {
+    std::string text;
+    if (point < 0x80) {
+        text += static_cast<char>(point);
+    } else if (point < 0x800) {
+        text += static_cast<char>(0xC0U | (point >> 6U));
+        text += static_cast<char>(0x80U | (point & 0x3FU));
+    } else if (point < 0x10000) {
+        text += static_cast<char>(0xE0U | (point >> 12U));
+        text += static_cast<char>(0x80U | ((point >> 6U) & 0x3FU));
+        text += static_cast<char>(0x80U | (point & 0x3FU));
+    } else {
+        text += static_cast<char>(0xF0U | (point >> 18U));
+        text += static_cast<char>(0x80U | ((point >> 12U) & 0x3FU));
+        text += static_cast<char>(0x80U | ((point >> 6U) & 0x3FU));
+        text += static_cast<char>(0x80U | (point & 0x3FU));
+    }
+    return text;
+}
+
 }  // namespace moritane::utf8

@@ -10,4 +10,10 @@ namespace moritane::utf8 {
 /// ill-formed; well-formed text comes back as it was.
 std::string replacingInvalid(std::string_view bytes);
 
+/// The code points of `bytes`, read as `replacingInvalid` reads them.
+std::u32string codePoints(std::string_view bytes);
+
+/// The UTF-8 form of one code point.
+std::string encode(char32_t point);
+
 }  // namespace moritane::utf8
