@@ -2,9 +2,12 @@
 
 #include "platform/linux/LinuxPaths.h"
 #include "shortcuts/ShortcutDisplay.h"
+#include "support/Files.h"
 
 #include <fmt/format.h>
+#include <fmt/std.h>
 
+#include <chrono>
 #include <utility>
 
 namespace moritane {
@@ -26,7 +29,7 @@ Localization loadLocalization(Log& log) {
 
 Shared::Shared()
     : m_defaults(linuxpaths::defaultsFile(), m_log),
-      m_container(XdgAppGroupContainer::Environment::current()),
+      m_container(XdgAppGroupContainer::Environment::current(), m_log),
       m_localization(loadLocalization(m_log)),
       m_cameraManager([this] {
           return CameraManager::create({m_store, m_defaults, m_runLoop, m_log, [this] {
@@ -124,7 +127,18 @@ void Shared::attachCameraShortcuts() {
     }
 }
 
+void Shared::removeStaleTemporaryFiles() {
+    // Only a process killed in mid-write leaves these; one still writing is younger than this.
+    const auto olderThan = std::chrono::system_clock::now() - std::chrono::seconds(10);
+    for (const auto& target : {m_store.stateFileURL(), m_store.imagesIndexURL()}) {
+        for (const auto& removed : files::removeStaleTemporaryFiles(target, olderThan)) {
+            m_log.write(fmt::format("SharedStore: removed {}, left by an interrupted write", removed));
+        }
+    }
+}
+
 void Shared::applicationDidFinishLaunching() {
+    removeStaleTemporaryFiles();
     m_appDelegate = AppDelegate::create(delegateCollaborators());
     m_appDelegate->applicationDidFinishLaunching();
     // Started by the user, the program is the active one once it has launched.

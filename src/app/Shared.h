@@ -47,6 +47,7 @@ private:
     void startCameraDiscovery();
     void attachCameraShortcuts();
     std::shared_ptr<SystemExtensionInstaller> makeInstaller();
+    void removeStaleTemporaryFiles();
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;

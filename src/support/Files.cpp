@@ -63,9 +63,22 @@ struct TemporaryFile {
     int descriptor;
 };
 
+/// The errno value that refuses anything but a regular file: EISDIR for a directory, EINVAL for
+/// a pipe, device or socket; 0 for a regular file.
+int notARegularFile(const struct stat& status) {
+    if (S_ISREG(status.st_mode)) {
+        return 0;
+    }
+    return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+}
+
+std::string temporaryName(const std::filesystem::path& target, std::string_view unique) {
+    return fmt::format(".{}.{}.tmp", target.filename().string(), unique);
+}
+
 Result<TemporaryFile> createTemporaryBeside(const std::filesystem::path& target) {
     for (int attempt = 0; attempt < 16; ++attempt) {
-        auto name = fmt::format(".{}.{}.tmp", target.filename().string(), Uuid::random().uuidString());
+        auto name = temporaryName(target, Uuid::random().uuidString());
         auto path = target.parent_path() / name;
         const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kDefaultFileMode);
         if (descriptor >= 0) {
@@ -86,16 +99,24 @@ Error posixError(int code, std::string_view action, const std::filesystem::path&
 }
 
 Result<std::string> readFile(const std::filesystem::path& path, std::size_t maxBytes) {
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // A pipe or a device put where a file belongs must not block the program or be read: look
+    // before opening, open without waiting, and look again at what was opened.
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return posixError(errno, "could not open", path);
+    }
+    if (const int refusal = notARegularFile(status)) {
+        return posixError(refusal, "could not read", path);
+    }
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.valid()) {
         return posixError(errno, "could not open", path);
     }
-    struct stat status {};
     if (::fstat(file.get(), &status) != 0) {
         return posixError(errno, "could not examine", path);
     }
-    if (S_ISDIR(status.st_mode)) {
-        return posixError(EISDIR, "could not read", path);
+    if (const int refusal = notARegularFile(status)) {
+        return posixError(refusal, "could not read", path);
     }
     std::string content;
     std::array<char, 16384> buffer{};
@@ -191,9 +212,8 @@ std::optional<Error> copyFile(const std::filesystem::path& source, const std::fi
     if (::fstat(input.get(), &status) != 0) {
         return posixError(errno, "could not examine", source);
     }
-    if (!S_ISREG(status.st_mode)) {
-        return Error{"POSIX", S_ISDIR(status.st_mode) ? EISDIR : EINVAL,
-                     fmt::format("could not copy \"{}\": it is not a regular file", source.string())};
+    if (const int refusal = notARegularFile(status)) {
+        return Error{"POSIX", refusal, fmt::format("could not copy \"{}\": it is not a regular file", source.string())};
     }
     FileDescriptor output(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kDefaultFileMode));
     if (!output.valid()) {
@@ -257,11 +277,12 @@ Result<std::filesystem::path> setAside(const std::filesystem::path& path, std::c
 
 bool exists(const std::filesystem::path& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
+    return ::lstat(path.c_str(), &status) == 0;
 }
 
 bool createEmptyFile(const std::filesystem::path& path) {
-    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kDefaultFileMode));
+    // Exclusive creation never follows a link planted at `path` and never empties a file.
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kDefaultFileMode));
     return file.valid() && file.close() == 0;
 }
 
@@ -273,18 +294,46 @@ bool setModificationTime(const std::filesystem::path& path, std::chrono::system_
         {0, UTIME_OMIT},
         {static_cast<time_t>(seconds.count()), static_cast<long>(nanoseconds.count())},
     }};
-    return ::utimensat(AT_FDCWD, path.c_str(), times.data(), 0) == 0;
+    return ::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 std::optional<std::chrono::system_clock::time_point> modificationTime(const std::filesystem::path& path) {
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
+    if (::lstat(path.c_str(), &status) != 0) {
         return std::nullopt;
     }
     const auto sinceEpoch =
         std::chrono::seconds(status.st_mtim.tv_sec) + std::chrono::nanoseconds(status.st_mtim.tv_nsec);
     return std::chrono::system_clock::time_point(
         std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceEpoch));
+}
+
+std::vector<std::filesystem::path> removeStaleTemporaryFiles(const std::filesystem::path& target,
+                                                             std::chrono::system_clock::time_point olderThan) {
+    constexpr std::size_t kUuidLength = 36;
+    constexpr std::string_view kSuffix = ".tmp";
+    const auto prefix = temporaryName(target, "");
+    const auto stem = prefix.substr(0, prefix.size() - kSuffix.size());
+    std::vector<std::filesystem::path> removed;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(target.parent_path(), error)) {
+        const auto name = entry.path().filename().string();
+        // Only names this program makes: the target's name, a UUID and ".tmp".
+        if (name.size() != stem.size() + kUuidLength + kSuffix.size() || !name.starts_with(stem) ||
+            !name.ends_with(kSuffix) || !Uuid::fromString(std::string_view(name).substr(stem.size(), kUuidLength))) {
+            continue;
+        }
+        struct stat status {};
+        const auto modified = modificationTime(entry.path());
+        if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISREG(status.st_mode) || !modified ||
+            *modified >= olderThan) {
+            continue;  // still being written, or not a file of ours
+        }
+        if (::unlink(entry.path().c_str()) == 0) {
+            removed.push_back(entry.path());
+        }
+    }
+    return removed;
 }
 
 bool createDirectories(const std::filesystem::path& path) {

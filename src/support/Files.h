@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// File operations with the guarantees the shared directory relies on. All of them report
 /// failures as values and may be called from any thread.
@@ -16,8 +17,9 @@ namespace moritane::files {
 /// An Error in the "POSIX" domain for `code` (an errno value), naming what failed and where.
 Error posixError(int code, std::string_view action, const std::filesystem::path& path);
 
-/// The whole content of a file. Fails for a directory, for a file that cannot be opened or read,
-/// and for one longer than `maxBytes`, which is then not read to its end.
+/// The whole content of a regular file. Fails, without waiting, for a directory (EISDIR), for a
+/// pipe, device or socket (EINVAL), for a file that cannot be opened or read, and for one longer
+/// than `maxBytes`, which is then not read to its end.
 Result<std::string> readFile(const std::filesystem::path& path, std::size_t maxBytes);
 
 /// Replaces `path` in one step: the bytes go to a new file beside it, are flushed to disk and the
@@ -41,17 +43,25 @@ std::filesystem::path setAsidePath(const std::filesystem::path& path, std::chron
 /// replacing an earlier copy set aside in the same second. Returns the new path.
 Result<std::filesystem::path> setAside(const std::filesystem::path& path, std::chrono::system_clock::time_point when);
 
-/// Whether anything (a file, a directory, ...) is at `path`.
+/// Whether anything (a file, a directory, a link, ...) is at `path`.
 bool exists(const std::filesystem::path& path);
 
-/// Makes an empty regular file with default permissions, emptying one that is there.
+/// Makes an empty regular file with default permissions where nothing is at `path`; fails when
+/// anything is there, a link included, which is neither followed nor emptied.
 bool createEmptyFile(const std::filesystem::path& path);
 
-/// Sets the modification time of `path`, leaving its access time alone.
+/// Sets the modification time of what is at `path` itself (a link, not what it points to),
+/// leaving its access time alone.
 bool setModificationTime(const std::filesystem::path& path, std::chrono::system_clock::time_point time);
 
-/// The modification time of `path`, or none when it cannot be read.
+/// The modification time of what is at `path` itself, or none when it cannot be read.
 std::optional<std::chrono::system_clock::time_point> modificationTime(const std::filesystem::path& path);
+
+/// Removes the temporary files that `writeFileAtomically` left beside `target` when its process
+/// died mid-write, if they were last modified before `olderThan` (younger ones may still be
+/// written). Returns what it removed.
+std::vector<std::filesystem::path> removeStaleTemporaryFiles(const std::filesystem::path& target,
+                                                             std::chrono::system_clock::time_point olderThan);
 
 /// Makes `path` and any missing parents with default permissions; true when it is a directory
 /// afterwards.

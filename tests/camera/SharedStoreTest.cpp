@@ -80,6 +80,24 @@ TEST(SharedStoreTest, HeartbeatIsMadeEmptyWhenMissingAndOnlyItsTimeChanges) {
     EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
 }
 
+TEST(SharedStoreTest, HeartbeatNeverFollowsALinkNorEmptiesWhatIsThere) {
+    const TemporaryDirectory root;
+    const FakeAppGroupContainer container(root.path(), root / "fixed");
+    const SharedStore store(container);
+    testing::writeFile(root / "victim", "precious");
+    const auto victimTime = files::modificationTime(root / "victim");
+    std::filesystem::create_symlink(root / "victim", root / "heartbeat");
+    const auto now = std::chrono::system_clock::time_point(1800000000s);
+    store.refreshHeartbeat(now);
+    EXPECT_EQ(testing::readFile(root / "victim"), "precious");
+    EXPECT_EQ(files::modificationTime(root / "victim"), victimTime);
+    EXPECT_EQ(files::modificationTime(root / "heartbeat"), now);  // the link's own time
+    // A dangling link is not "missing": creating through it would make the file it names.
+    std::filesystem::remove(root / "victim");
+    store.refreshHeartbeat(now + 1s);
+    EXPECT_FALSE(files::exists(root / "victim"));
+}
+
 TEST(SharedStoreTest, HeartbeatFailuresAreDropped) {
     const TemporaryDirectory root;
     const FakeAppGroupContainer container(root / "missing", root / "fixed");

@@ -28,6 +28,10 @@ TEST(FilesTest, ReadFileReadsWholeFilesAndRefusesDirectoriesMissingAndOversizedO
     EXPECT_EQ(files::readFile(directory / "a", 99999).error().code, EFBIG);
     EXPECT_EQ(files::readFile(directory / "missing", 10).error().code, ENOENT);
     EXPECT_EQ(files::readFile(directory.path(), 10).error().code, EISDIR);
+    // A pipe with no writer would block an ordinary open forever; a device is no file either.
+    ASSERT_EQ(::mkfifo((directory / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(files::readFile(directory / "pipe", 10).error().code, EINVAL);
+    EXPECT_EQ(files::readFile("/dev/zero", 10).error().code, EINVAL);
 }
 
 TEST(FilesTest, AtomicWriteReplacesTheTargetAndLeavesNothingElse) {
@@ -81,6 +85,29 @@ TEST(FilesTest, ModificationTimeIsSetExactlyAndAccessTimeIsLeftAlone) {
     EXPECT_EQ(after.st_atim.tv_sec, before.st_atim.tv_sec);
     EXPECT_EQ(after.st_atim.tv_nsec, before.st_atim.tv_nsec);
     EXPECT_FALSE(files::setModificationTime(directory / "missing", when));
+}
+
+TEST(FilesTest, StaleTemporaryFilesOfAnInterruptedWriteAreRemovedAndNothingElse) {
+    const TemporaryDirectory directory;
+    const auto target = directory / "state.json";
+    const auto old = std::chrono::system_clock::now() - std::chrono::minutes(1);
+    const std::vector<std::string> ours{".state.json.6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8.tmp",
+                                        ".state.json.6f1c2a3b-4d5e-4f60-8172-93a4b5c6d7e8.tmp"};
+    const std::vector<std::string> kept{".state.json.00000000-0000-0000-0000-00000000000X.tmp",
+                                        ".images.json.6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8.tmp", "state.json", "young"};
+    for (const auto& name : ours) {
+        testing::writeFile(directory / name, "{");
+        files::setModificationTime(directory / name, old);
+    }
+    for (const auto& name : kept) {
+        testing::writeFile(directory / name, "{");
+    }
+    // One being written now is young, and stays.
+    std::filesystem::rename(directory / "young", directory / ".state.json.11111111-2222-3333-4444-555555555555.tmp");
+    auto removed = files::removeStaleTemporaryFiles(target, old + std::chrono::seconds(1));
+    std::sort(removed.begin(), removed.end());
+    EXPECT_EQ(removed, (std::vector<std::filesystem::path>{directory / ours[0], directory / ours[1]}));
+    EXPECT_EQ(entries(directory.path()).size(), kept.size());
 }
 
 TEST(FilesTest, CreateDirectoriesMakesParentsAndReportsAFileInTheWay) {
