@@ -37,6 +37,8 @@ std::optional<std::string> Defaults::string(std::string_view key) const {
                 return value ? "1" : "0";
             } else if constexpr (std::is_same_v<Value, std::int64_t>) {
                 return std::to_string(value);
+            } else if constexpr (std::is_same_v<Value, OtherDefaultsValue>) {
+                return value.value.is_number() ? std::optional(value.value.dump()) : std::nullopt;
             } else {
                 return std::nullopt;
             }
@@ -54,6 +56,8 @@ bool Defaults::boolean(std::string_view key) const {
                 return value;
             } else if constexpr (std::is_same_v<Value, std::int64_t>) {
                 return value != 0;
+            } else if constexpr (std::is_same_v<Value, OtherDefaultsValue>) {
+                return value.value.is_number() && value.value.template get<double>() != 0.0;
             } else {
                 return false;
             }

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace moritane {
 namespace {
 
@@ -40,19 +42,45 @@ TEST(JsonFileDefaultsTest, EntriesSurviveARestartAndTheDirectoryIsMadeAtTheFirst
     EXPECT_TRUE(log.lines().empty());
 }
 
-TEST(JsonFileDefaultsTest, EntriesOfOtherTypesAreKeptThroughWrites) {
+TEST(JsonFileDefaultsTest, EntriesOfEveryOtherKindAreGivenBackAndKeptUnchanged) {
     const TemporaryDirectory root;
     const auto path = root / "defaults.json";
-    testing::writeFile(path, R"({"ratio": 0.5, "list": [1, 2], "hasCompletedOnboarding": true})");
+    const auto stored = nlohmann::json::parse(
+        R"({"ratio": 0.5, "list": [1, {"a": null}], "GlobalShortcuts_cameraOn": {"carbonKeyCode": 18},
+            "nothing": null, "huge": 18446744073709551615, "hasCompletedOnboarding": true})");
+    testing::writeFile(path, stored.dump());
     CapturingLog log;
     JsonFileDefaults defaults(path, log);
-    EXPECT_TRUE(std::holds_alternative<std::monostate>(defaults.object("ratio")));
+    for (const auto* key : {"ratio", "list", "GlobalShortcuts_cameraOn", "nothing", "huge"}) {
+        EXPECT_EQ(defaults.object(key), DefaultsValue(OtherDefaultsValue{stored[key]})) << key;
+    }
+    EXPECT_EQ(defaults.string("ratio"), "0.5");
+    EXPECT_TRUE(defaults.boolean("ratio"));
     defaults.setObject("lastSelectedImageId", std::string("x"));
-    const auto written = JsonFileDefaults::decode(testing::readFile(path));
-    ASSERT_TRUE(written);
-    EXPECT_EQ((*written)["ratio"], 0.5);
-    EXPECT_EQ((*written)["list"], nlohmann::json({1, 2}));
-    EXPECT_EQ((*written)["hasCompletedOnboarding"], true);
+    defaults.setObject("list", defaults.object("list"));
+    auto expected = stored;
+    expected["lastSelectedImageId"] = "x";
+    EXPECT_EQ(JsonFileDefaults::decode(testing::readFile(path)), expected);
+}
+
+TEST(JsonFileDefaultsTest, AnyFileUpToTheLimitLoadsAndSavesInTimeAndMemoryOfItsSize) {
+    const TemporaryDirectory root;
+    const auto path = root / "defaults.json";
+    const std::size_t depth = 1000000;
+    testing::writeFile(path, R"({"deep": )" + std::string(depth, '[') + std::string(depth, ']') + "}");
+    CapturingLog log;
+    JsonFileDefaults defaults(path, log);
+    defaults.setObject("key", true);
+    EXPECT_LT(std::filesystem::file_size(path), 100U);
+    // Wide is fine: each entry is written on a line of its own, without indentation that grows.
+    std::string wide = R"({"wide": [)";
+    for (int index = 0; index < 200; ++index) {
+        wide += "[" + std::string(index % 2 == 0 ? "[[[[1]]]]" : "2") + "],";
+    }
+    testing::writeFile(path, wide + "0]}");
+    JsonFileDefaults reloaded(path, log);
+    reloaded.setObject("key", true);
+    EXPECT_LT(std::filesystem::file_size(path), wide.size() + 30);
 }
 
 TEST(JsonFileDefaultsTest, AFileThatCannotBeDecodedIsSetAsideNotOverwritten) {
@@ -72,6 +100,23 @@ TEST(JsonFileDefaultsTest, AFileThatCannotBeDecodedIsSetAsideNotOverwritten) {
         ASSERT_EQ(log.lines().size(), 1U);
         EXPECT_TRUE(log.lines()[0].starts_with("Defaults: could not load ")) << log.lines()[0];
     }
+}
+
+TEST(JsonFileDefaultsTest, APipeInPlaceOfTheFileIsSetAsideWithoutWaitingAndTheDirectoryIsPrivate) {
+    const TemporaryDirectory root;
+    const auto path = root / "moritane" / "defaults.json";
+    std::filesystem::create_directory(root / "moritane");
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    CapturingLog log;
+    JsonFileDefaults defaults(path, log);
+    defaults.setObject("key", true);
+    EXPECT_TRUE(std::filesystem::is_regular_file(path));
+    EXPECT_EQ(namesIn(root / "moritane").size(), 2U);
+    std::filesystem::remove_all(root / "moritane");
+    JsonFileDefaults(path, log).setObject("key", true);
+    struct stat status {};
+    ASSERT_EQ(::stat((root / "moritane").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
 }
 
 TEST(JsonFileDefaultsTest, AWriteThatFailsIsLoggedAndMemoryKeepsTheValue) {
