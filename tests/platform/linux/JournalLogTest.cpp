@@ -6,26 +6,84 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
+#include <array>
+#include <cstring>
 #include <regex>
+#include <utility>
 
 namespace moritane {
 namespace {
 
-TEST(JournalLogTest, UnifiedLinesGoToTheJournalAndFallBackWhenItRefuses) {
+/// A datagram socket bound at the journal's address for as long as it lives, standing in for
+/// journald so that the real library's sending can be watched; invalid where that address cannot
+/// be taken (a real journal, no permission).
+class JournalStandIn {
+public:
+    JournalStandIn() {
+        const std::filesystem::path socket(JournalLog::journalSocket);
+        for (auto directory = socket.parent_path(); !std::filesystem::exists(directory);
+             directory = directory.parent_path()) {
+            m_madeDirectories.insert(m_madeDirectories.begin(), directory);
+        }
+        for (const auto& directory : m_madeDirectories) {
+            ::mkdir(directory.c_str(), 0755);
+        }
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(static_cast<char*>(address.sun_path), socket.c_str(), sizeof(address.sun_path) - 1);
+        m_descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
+        if (::bind(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+            ::close(std::exchange(m_descriptor, -1));
+        }
+    }
+    JournalStandIn(const JournalStandIn&) = delete;
+    JournalStandIn& operator=(const JournalStandIn&) = delete;
+    JournalStandIn(JournalStandIn&&) = delete;
+    JournalStandIn& operator=(JournalStandIn&&) = delete;
+    ~JournalStandIn() {
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+            ::unlink(JournalLog::journalSocket);
+        }
+        for (auto directory = m_madeDirectories.rbegin(); directory != m_madeDirectories.rend(); ++directory) {
+            ::rmdir(directory->c_str());
+        }
+    }
+    [[nodiscard]] bool valid() const { return m_descriptor >= 0; }
+    /// The next entry sent, or nothing when none waits.
+    std::string receive() {
+        std::array<char, 4096> buffer{};
+        const auto count = ::recv(m_descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
+        return count > 0 ? std::string(buffer.data(), static_cast<std::size_t>(count)) : std::string{};
+    }
+
+private:
+    int m_descriptor = -1;
+    std::vector<std::filesystem::path> m_madeDirectories;
+};
+
+TEST(JournalLogTest, UnifiedLinesGoToTheJournalOnlyWhereOneListens) {
     CapturingLog fallback;
-    int answer = 0;
-    std::vector<std::string> sent;
-    JournalLog log(
-        fallback, [&](std::string_view subsystem, std::string_view category, LogLevel level, std::string_view message) {
-            sent.push_back(std::string(subsystem) + "/" + std::string(category) + "/" +
-                           (level == LogLevel::error ? "error" : "info") + "/" + std::string(message));
-            return answer;
-        });
-    log.unified("com.orsk.moritane", "SystemExtensionInstaller", LogLevel::error, "probe timed out");
-    EXPECT_EQ(sent, std::vector<std::string>{"com.orsk.moritane/SystemExtensionInstaller/error/probe timed out"});
-    EXPECT_TRUE(fallback.unifiedLines().empty());
-    answer = -ENOENT;
+    JournalLog log(fallback);
+    {
+        JournalStandIn journal;
+        if (!journal.valid()) {
+            GTEST_SKIP() << "the journal's address is taken or cannot be made here";
+        }
+        log.unified("com.orsk.moritane", "SystemExtensionInstaller", LogLevel::error, "probe timed out");
+        const auto entry = journal.receive();
+        for (const auto* field : {"MESSAGE=probe timed out\n", "SUBSYSTEM=com.orsk.moritane\n",
+                                  "CATEGORY=SystemExtensionInstaller\n", "PRIORITY=3\n"}) {
+            EXPECT_NE(entry.find(field), std::string::npos) << field << " in " << entry;
+        }
+        EXPECT_TRUE(fallback.unifiedLines().empty());
+    }
+    // With nobody at the address the library still reports success, and nothing may be lost.
     log.unified("com.orsk.moritane", "SystemExtensionInstaller", LogLevel::info, "second");
     EXPECT_EQ(fallback.unifiedLines(),
               (std::vector<CapturingLog::UnifiedLine>{
