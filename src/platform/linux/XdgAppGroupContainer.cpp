@@ -3,8 +3,13 @@
 #include "platform/linux/LinuxPaths.h"
 #include "support/Files.h"
 
+#include <fmt/format.h>
+#include <fmt/std.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <system_error>
 
 namespace moritane {
 
@@ -29,18 +34,28 @@ std::optional<std::filesystem::path> XdgAppGroupContainer::dataHome() const {
 std::optional<std::filesystem::path> XdgAppGroupContainer::containerURL(std::string_view groupIdentifier) const {
     const auto base = dataHome();
     if (!base) {
+        tellFallback("neither XDG_DATA_HOME nor HOME names a directory");
         return std::nullopt;
     }
     auto container = *base / groupIdentifier;
     std::error_code error;
     if (!std::filesystem::is_directory(container, error)) {
         files::createDirectories(*base);
-        ::mkdir(container.c_str(), 0700);
+        const int made = ::mkdir(container.c_str(), 0700) == 0 ? 0 : errno;
         if (!std::filesystem::is_directory(container, error)) {
+            tellFallback(fmt::format("cannot make {}: {}", container,
+                                     std::generic_category().message(made != 0 ? made : ENOTDIR)));
             return std::nullopt;
         }
     }
     return container;
+}
+
+void XdgAppGroupContainer::tellFallback(std::string_view reason) const {
+    if (!m_toldFallback.exchange(true)) {
+        m_log.write(fmt::format("XdgAppGroupContainer: no shared directory in the data home ({}); using {} instead",
+                                reason, fixedSharedDirectory()));
+    }
 }
 
 std::filesystem::path XdgAppGroupContainer::fixedSharedDirectory() const {

@@ -1,5 +1,6 @@
 #include "platform/linux/XdgAppGroupContainer.h"
 
+#include "platform/sim/CapturingLog.h"
 #include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,15 @@ namespace {
 
 using testing::TemporaryDirectory;
 
-TEST(XdgAppGroupContainerTest, TheContainerLiesInTheDataHomeAndIsMadePrivate) {
+class XdgAppGroupContainerTest : public ::testing::Test {
+protected:
+    CapturingLog m_log;
+};
+
+TEST_F(XdgAppGroupContainerTest, TheContainerLiesInTheDataHomeAndIsMadePrivate) {
     const TemporaryDirectory root;
     const XdgAppGroupContainer container(
-        {.xdgDataHome = (root / "data").string(), .home = "/elsewhere", .accountHome = ""});
+        {.xdgDataHome = (root / "data").string(), .home = "/elsewhere", .accountHome = ""}, m_log);
     const auto url = container.containerURL("GROUP.id");
     ASSERT_EQ(url, root / "data" / "GROUP.id");
     struct stat status {};
@@ -23,30 +29,37 @@ TEST(XdgAppGroupContainerTest, TheContainerLiesInTheDataHomeAndIsMadePrivate) {
     EXPECT_EQ(container.containerURL("GROUP.id"), url);  // an existing one is taken as it is
 }
 
-TEST(XdgAppGroupContainerTest, ARelativeDataHomeIsIgnoredForTheHomeDefault) {
+TEST_F(XdgAppGroupContainerTest, ARelativeDataHomeIsIgnoredForTheHomeDefault) {
     const TemporaryDirectory root;
     const XdgAppGroupContainer container(
-        {.xdgDataHome = "relative/data", .home = root.path().string(), .accountHome = ""});
+        {.xdgDataHome = "relative/data", .home = root.path().string(), .accountHome = ""}, m_log);
     EXPECT_EQ(container.containerURL("G"), root / ".local" / "share" / "G");
 }
 
-TEST(XdgAppGroupContainerTest, NoHomeOrAFileInTheWayGivesNoContainer) {
+TEST_F(XdgAppGroupContainerTest, NoHomeOrAFileInTheWayGivesNoContainerAndTheLogSaysSoOnce) {
     const TemporaryDirectory root;
-    EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "", .accountHome = "/x"}).containerURL("G"),
+    EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "", .accountHome = "/x"}, m_log).containerURL("G"),
               std::nullopt);
     testing::writeFile(root / "G", "");
-    EXPECT_EQ(
-        XdgAppGroupContainer({.xdgDataHome = root.path().string(), .home = "", .accountHome = ""}).containerURL("G"),
-        std::nullopt);
+    const XdgAppGroupContainer blocked({.xdgDataHome = root.path().string(), .home = "", .accountHome = "/x"}, m_log);
+    EXPECT_EQ(blocked.containerURL("G"), std::nullopt);
+    EXPECT_EQ(blocked.containerURL("G"), std::nullopt);
+    EXPECT_EQ(m_log.lines(),
+              (std::vector<std::string>{
+                  "XdgAppGroupContainer: no shared directory in the data home (neither XDG_DATA_HOME nor HOME names a "
+                  "directory); using \"/x/.moritane\" instead",
+                  "XdgAppGroupContainer: no shared directory in the data home (cannot make \"" + (root / "G").string() +
+                      "\": File exists); using \"/x/.moritane\" instead"}));
 }
 
-TEST(XdgAppGroupContainerTest, TheFixedDirectoryIsInTheAccountsOwnHome) {
-    EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "/h", .accountHome = "/account"}).fixedSharedDirectory(),
+TEST_F(XdgAppGroupContainerTest, TheFixedDirectoryIsInTheAccountsOwnHome) {
+    EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "/h", .accountHome = "/account"}, m_log)
+                  .fixedSharedDirectory(),
               "/account/.moritane");
-    EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "/h", .accountHome = ""}).fixedSharedDirectory(),
+    EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "/h", .accountHome = ""}, m_log).fixedSharedDirectory(),
               "/h/.moritane");
     const auto nowhere =
-        XdgAppGroupContainer({.xdgDataHome = "", .home = "", .accountHome = ""}).fixedSharedDirectory();
+        XdgAppGroupContainer({.xdgDataHome = "", .home = "", .accountHome = ""}, m_log).fixedSharedDirectory();
     EXPECT_TRUE(nowhere.is_absolute());
     EXPECT_NE(nowhere.string().find("/nonexistent"), std::string::npos);
 }
