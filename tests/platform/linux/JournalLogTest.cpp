@@ -25,13 +25,7 @@ class JournalStandIn {
 public:
     JournalStandIn() {
         const std::filesystem::path socket(JournalLog::journalSocket);
-        for (auto directory = socket.parent_path(); !std::filesystem::exists(directory);
-             directory = directory.parent_path()) {
-            m_madeDirectories.insert(m_madeDirectories.begin(), directory);
-        }
-        for (const auto& directory : m_madeDirectories) {
-            ::mkdir(directory.c_str(), 0755);
-        }
+        m_madeDirectory = ::mkdir(socket.parent_path().c_str(), 0755) == 0;
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::strncpy(static_cast<char*>(address.sun_path), socket.c_str(), sizeof(address.sun_path) - 1);
@@ -50,8 +44,8 @@ public:
             ::close(m_descriptor);
             ::unlink(JournalLog::journalSocket);
         }
-        for (auto directory = m_madeDirectories.rbegin(); directory != m_madeDirectories.rend(); ++directory) {
-            ::rmdir(directory->c_str());
+        if (m_madeDirectory) {
+            ::rmdir(std::filesystem::path(JournalLog::journalSocket).parent_path().c_str());
         }
     }
     [[nodiscard]] bool valid() const { return m_descriptor >= 0; }
@@ -64,7 +58,7 @@ public:
 
 private:
     int m_descriptor = -1;
-    std::vector<std::filesystem::path> m_madeDirectories;
+    bool m_madeDirectory = false;
 };
 
 TEST(JournalLogTest, UnifiedLinesGoToTheJournalOnlyWhereOneListens) {
