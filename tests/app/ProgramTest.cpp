@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <csignal>
@@ -182,6 +183,33 @@ TEST(ProgramTest, AfterOnboardingTheExtensionIsActivatedAndTheFailureIsTold) {
                             "of Moritane cannot install its camera extension yet)"))
         << program.output();
     EXPECT_EQ(program.output().find("Camera extension: active"), std::string::npos) << program.output();
+    if (!files::exists("/run/systemd/journal/socket")) {  // without a journal its lines are told here
+        EXPECT_NE(program.output().find("[com.orsk.moritane:SystemExtensionInstaller] info: probe found"),
+                  std::string::npos)
+            << program.output();
+    }
+}
+
+TEST(ProgramTest, PipesLinksAndLeftoversWhereItsFilesBelongNeitherStopNorMisleadIt) {
+    const testing::TemporaryDirectory home;
+    const auto shared = home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane";
+    std::filesystem::create_directories(shared);
+    std::filesystem::create_directories(home / ".config/moritane");
+    ASSERT_EQ(::mkfifo((shared / "state.json").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo((home / ".config/moritane/defaults.json").c_str(), 0600), 0);
+    testing::writeFile(home / "victim", "precious");
+    const auto victimTime = files::modificationTime(home / "victim");
+    std::filesystem::create_symlink(home / "victim", shared / "heartbeat");
+    const auto leftover = shared / ".state.json.6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8.tmp";
+    testing::writeFile(leftover, "{");
+    files::setModificationTime(leftover, std::chrono::system_clock::now() - 1min);
+    RunningProgram program(home.path());
+    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=off image=nil camera=nil")) << program.output();
+    EXPECT_EQ(awaitTouches(shared, "heartbeat", 1).size(), 1U);
+    EXPECT_EQ(testing::readFile(home / "victim"), "precious");
+    EXPECT_EQ(files::modificationTime(home / "victim"), victimTime);
+    EXPECT_FALSE(files::exists(leftover));
+    EXPECT_NE(program.output().find("Defaults: could not load"), std::string::npos) << program.output();
 }
 
 // The default shortcuts, pressed on a real X server as any program would see them.
