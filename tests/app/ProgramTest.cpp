@@ -182,6 +182,9 @@ TEST(ProgramTest, AfterOnboardingTheExtensionIsActivatedAndTheFailureIsTold) {
                             "of Moritane cannot install its camera extension yet)"))
         << program.output();
     EXPECT_EQ(program.output().find("Camera extension: active"), std::string::npos) << program.output();
+    // The camera permission is told at start, and nobody was asked for it: there is no one to ask.
+    EXPECT_NE(program.output().find("CameraPermission: "), std::string::npos) << program.output();
+    EXPECT_EQ(program.output().find("Camera permission granted"), std::string::npos) << program.output();
 }
 
 // The default shortcuts, pressed on a real X server as any program would see them.
