@@ -1,5 +1,6 @@
 #include "app/Shared.h"
 
+#include "camera/Constants.h"
 #include "platform/linux/LinuxPaths.h"
 #include "shortcuts/ShortcutDisplay.h"
 #include "support/Files.h"
@@ -25,6 +26,20 @@ Localization loadLocalization(Log& log) {
     return {{}, languages};
 }
 
+std::string_view statusText(AuthorizationStatus status) {
+    switch (status) {
+    case AuthorizationStatus::notDetermined:
+        return "not determined";
+    case AuthorizationStatus::restricted:
+        return "restricted";
+    case AuthorizationStatus::denied:
+        return "denied";
+    case AuthorizationStatus::authorized:
+        return "authorized";
+    }
+    return "unknown";
+}
+
 }  // namespace
 
 Shared::Shared()
@@ -44,6 +59,7 @@ Shared::Shared()
           return ImageManager::create({m_store, m_cameraManager, m_runLoop, m_log});
       }),
       m_installer([this] { return makeInstaller(); }),
+      m_cameraPermission([this] { return CameraPermission::create(m_cameraAuthorization, m_notificationCenter); }),
       m_shortcuts(GlobalShortcuts::Registry::create({m_defaults, m_notificationCenter, m_runLoop, m_hotKeyService})),
       m_symbolicHotKeys(linuxpaths::environmentVariable("XDG_CURRENT_DESKTOP")),
       m_cameraDeviceManager([this] {
@@ -109,6 +125,18 @@ void Shared::startCameraDiscovery() {
     });
 }
 
+void Shared::logCameraPermission() {
+    // Without a popover to warn in, the permission is told in the log, with where to learn more.
+    m_cameraPermissionLog = m_cameraPermission.get().status.subscribe([this](AuthorizationStatus status) {
+        m_log.write(
+            fmt::format("CameraPermission: {}{}", statusText(status),
+                        status != AuthorizationStatus::denied
+                            ? ""
+                            : fmt::format(": a camera is there that this user may not open (see {})",
+                                          Constants::websiteURL("support", m_localization.preferredLocalizations()))));
+    });
+}
+
 void Shared::attachCameraShortcuts() {
     m_cameraShortcuts.emplace(*m_shortcuts);
     m_cameraShortcuts->attachActions(m_cameraManager);
@@ -141,8 +169,14 @@ void Shared::applicationDidFinishLaunching() {
     removeStaleTemporaryFiles();
     m_appDelegate = AppDelegate::create(delegateCollaborators());
     m_appDelegate->applicationDidFinishLaunching();
+    logCameraPermission();
     // Started by the user, the program is the active one once it has launched.
+    applicationDidBecomeActive();
+}
+
+void Shared::applicationDidBecomeActive() {
     m_appDelegate->applicationDidBecomeActive();
+    m_notificationCenter.post(applicationDidBecomeActiveNotification);
 }
 
 }  // namespace moritane

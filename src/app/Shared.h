@@ -20,6 +20,7 @@
 #include "shortcuts/CameraShortcuts.h"
 #include "shortcuts/GlobalShortcuts.h"
 #include "sources/CameraDeviceManager.h"
+#include "sources/CameraPermission.h"
 #include "support/Localization.h"
 #include "support/NotificationCenter.h"
 #include "support/Published.h"
@@ -44,7 +45,9 @@ public:
 
 private:
     AppDelegate::Collaborators delegateCollaborators();
+    void applicationDidBecomeActive();
     void startCameraDiscovery();
+    void logCameraPermission();
     void attachCameraShortcuts();
     std::shared_ptr<SystemExtensionInstaller> makeInstaller();
     void removeStaleTemporaryFiles();
@@ -67,6 +70,8 @@ private:
     Subscription m_extensionStatusLog;
     NotificationCenter m_notificationCenter;
     X11HotKeyService m_hotKeyService{m_runLoop, m_log};
+    SharedInstance<CameraPermission> m_cameraPermission;
+    Subscription m_cameraPermissionLog;
     std::shared_ptr<GlobalShortcuts::Registry> m_shortcuts;
     std::optional<GlobalShortcuts::CameraShortcuts> m_cameraShortcuts;
     XkbKeyboardLayout m_keyboardLayout;

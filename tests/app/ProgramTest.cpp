@@ -188,6 +188,9 @@ TEST(ProgramTest, AfterOnboardingTheExtensionIsActivatedAndTheFailureIsTold) {
                   std::string::npos)
             << program.output();
     }
+    // The camera permission is told at start, and nobody was asked for it: there is no one to ask.
+    EXPECT_NE(program.output().find("CameraPermission: "), std::string::npos) << program.output();
+    EXPECT_EQ(program.output().find("Camera permission granted"), std::string::npos) << program.output();
 }
 
 TEST(ProgramTest, PipesLinksAndLeftoversWhereItsFilesBelongNeitherStopNorMisleadIt) {

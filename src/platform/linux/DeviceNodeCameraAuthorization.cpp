@@ -1,27 +1,15 @@
 #include "platform/linux/DeviceNodeCameraAuthorization.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace moritane {
 
 AuthorizationStatus DeviceNodeCameraAuthorization::authorizationStatus() const {
-    bool sawNode = false;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(m_deviceDirectory, error)) {
-        if (!entry.path().filename().string().starts_with("video")) {
-            continue;
-        }
-        struct stat status {};
-        if (::stat(entry.path().c_str(), &status) != 0 || !S_ISCHR(status.st_mode)) {
-            continue;
-        }
-        sawNode = true;
-        if (::access(entry.path().c_str(), R_OK | W_OK) == 0) {
-            return AuthorizationStatus::authorized;
+    for (const auto& node : m_nodes.nodes()) {
+        // The virtual camera's own node is no camera the user would miss.
+        if (!node.openable && V4l2CaptureDevices::isCaptureNode(node) && node.card != virtualCameraName) {
+            return AuthorizationStatus::denied;
         }
     }
-    return sawNode ? AuthorizationStatus::denied : AuthorizationStatus::notDetermined;
+    return AuthorizationStatus::authorized;
 }
 
 void DeviceNodeCameraAuthorization::requestAccess(std::function<void(bool granted)> completion) {

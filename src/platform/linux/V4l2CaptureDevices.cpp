@@ -8,12 +8,12 @@
 #include <fcntl.h>
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
-#include <fstream>
 
 namespace moritane {
 
@@ -25,12 +25,19 @@ std::string fieldText(const __u8* field, std::size_t size) {
     return {text, strnlen(text, size)};
 }
 
-/// A sysfs attribute, without its trailing newline; empty when absent.
+/// A sysfs attribute, without its trailing newline; empty when absent. Read without waiting, so
+/// that a pipe in its place cannot hold discovery up.
 std::string attribute(const std::filesystem::path& path) {
-    std::ifstream stream(path);
-    std::string value;
-    std::getline(stream, value);
-    return value;
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) {
+        return {};
+    }
+    // sysfs gives an attribute whole in one read of a page.
+    std::array<char, 4096> buffer{};
+    const auto count = ::read(descriptor, buffer.data(), buffer.size());
+    ::close(descriptor);
+    const std::string value(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return value.substr(0, value.find('\n'));
 }
 
 bool asked(const std::vector<std::string_view>& deviceTypes, std::string_view type) {
@@ -66,6 +73,25 @@ std::optional<V4l2CaptureDevices::Node::Usb> usbDevice(const std::filesystem::pa
     return std::nullopt;
 }
 
+/// The bus name that the kernel gives a driver that names none itself, worked out from sysfs for a
+/// node that cannot be asked.
+std::string kernelBusInfo(const std::filesystem::path& deviceLink) {
+    std::error_code error;
+    const auto device = std::filesystem::canonical(deviceLink, error);
+    if (error) {
+        return {};
+    }
+    const auto bus = std::filesystem::canonical(device / "subsystem", error).filename();
+    auto name = device.filename().string();
+    if (bus == "platform") {
+        return "platform:" + name;
+    }
+    if (bus == "pci") {
+        return "PCI:" + name;
+    }
+    return name;
+}
+
 }  // namespace
 
 V4l2CaptureDevices::V4l2CaptureDevices(std::filesystem::path deviceDirectory, std::filesystem::path sysfsClassDirectory)
@@ -87,10 +113,21 @@ std::vector<std::string> V4l2CaptureDevices::videoNodeNames(const std::vector<st
     return sorted;
 }
 
+bool V4l2CaptureDevices::isCaptureNode(const Node& node) {
+    if (node.openable) {
+        // Metadata and output nodes of a camera are not cameras of their own.
+        return (node.capabilities & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_CAPTURE_MPLANE)) != 0U;
+    }
+    // Unopened, a node's capabilities are unknown. A driver that makes several nodes for one
+    // device numbers them from 0 in the order it registers them, the picture first (uvcvideo's
+    // metadata node is 1), so index 0 stands for the camera. A node the kernel gives no name is
+    // none we know.
+    return node.index == "0" && !node.card.empty();
+}
+
 std::optional<CaptureDevice> V4l2CaptureDevices::describe(const Node& node,
                                                           const std::vector<std::string_view>& deviceTypes) {
-    // Metadata and output nodes of a camera are not cameras of their own.
-    if ((node.capabilities & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_CAPTURE_MPLANE)) == 0U) {
+    if (!isCaptureNode(node)) {
         return std::nullopt;
     }
     const bool builtIn = node.onPlatformBus || (node.usb && node.usb->removable == "fixed");
@@ -124,26 +161,32 @@ OperatingSystemVersion V4l2CaptureDevices::operatingSystemVersion() const {
 
 std::optional<V4l2CaptureDevices::Node> V4l2CaptureDevices::readNode(const std::string& name) const {
     const auto path = m_deviceDirectory / name;
-    // Not blocking: a node that is busy or gone must not hold discovery up.
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        return std::nullopt;  // gone since the listing, or not ours to open
-    }
-    v4l2_capability capability{};
-    const int result = ::ioctl(descriptor, VIDIOC_QUERYCAP, &capability);
-    ::close(descriptor);
-    if (result != 0) {
-        return std::nullopt;
-    }
+    struct stat status {};
+    const bool isDevice = ::stat(path.c_str(), &status) == 0 && S_ISCHR(status.st_mode);
     Node node;
     node.name = name;
-    node.capabilities =
-        (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0U ? capability.device_caps : capability.capabilities;
-    node.card = fieldText(capability.card, sizeof capability.card);
-    node.busInfo = fieldText(capability.bus_info, sizeof capability.bus_info);
     const auto sysfs = m_sysfsDirectory / name;
     if (auto index = attribute(sysfs / "index"); !index.empty()) {
         node.index = std::move(index);
+    }
+    // Only a device is opened, and without waiting: a node that is busy must not hold discovery up.
+    const int descriptor = isDevice ? ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (descriptor >= 0) {
+        v4l2_capability capability{};
+        const int result = ::ioctl(descriptor, VIDIOC_QUERYCAP, &capability);
+        ::close(descriptor);
+        if (result != 0) {
+            return std::nullopt;  // no V4L2 device
+        }
+        node.capabilities =
+            (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0U ? capability.device_caps : capability.capabilities;
+        node.card = fieldText(capability.card, sizeof capability.card);
+        node.busInfo = fieldText(capability.bus_info, sizeof capability.bus_info);
+    } else {
+        // One unplugged since the listing has left sysfs too, and with it its name.
+        node.openable = false;
+        node.card = attribute(sysfs / "name");
+        node.busInfo = kernelBusInfo(sysfs / "device");
     }
     node.usb = usbDevice(sysfs / "device");
     node.onPlatformBus =
@@ -151,18 +194,26 @@ std::optional<V4l2CaptureDevices::Node> V4l2CaptureDevices::readNode(const std::
     return node;
 }
 
-std::vector<CaptureDevice> V4l2CaptureDevices::discoverDevices(const std::vector<std::string_view>& deviceTypes) const {
+std::vector<V4l2CaptureDevices::Node> V4l2CaptureDevices::nodes() const {
     std::vector<std::string> names;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(m_deviceDirectory, error)) {
         names.push_back(entry.path().filename().string());
     }
-    std::vector<CaptureDevice> devices;
+    std::vector<Node> found;
     for (const auto& name : videoNodeNames(names)) {
-        if (const auto node = readNode(name)) {
-            if (auto device = describe(*node, deviceTypes)) {
-                devices.push_back(std::move(*device));
-            }
+        if (auto node = readNode(name)) {
+            found.push_back(std::move(*node));
+        }
+    }
+    return found;
+}
+
+std::vector<CaptureDevice> V4l2CaptureDevices::discoverDevices(const std::vector<std::string_view>& deviceTypes) const {
+    std::vector<CaptureDevice> devices;
+    for (const auto& node : nodes()) {
+        if (auto device = describe(node, deviceTypes)) {
+            devices.push_back(std::move(*device));
         }
     }
     return devices;

@@ -12,13 +12,17 @@ namespace moritane {
 
 /// The cameras behind the V4L2 device nodes: each /dev/video* node that captures video, named by
 /// its driver's card name, with an id taken from the physical device (its USB serial number or
-/// port) rather than from the node's number, which changes from one plug to the next.
+/// port) rather than from the node's number, which changes from one plug to the next. A camera
+/// this user may not open is listed too, from what sysfs tells of it, so that it can be named.
 class V4l2CaptureDevices final : public CaptureDevices {
 public:
     /// What is known of one node, from the driver and from sysfs.
     struct Node {
         /// "video0".
         std::string name;
+        /// Whether this user could open the node. When not, capabilities are unknown, the card
+        /// name is the kernel's name of the node and the bus is worked out from sysfs.
+        bool openable = true;
         std::uint32_t capabilities = 0;
         /// The driver's card name, as its 32 bytes came.
         std::string card;
@@ -48,8 +52,15 @@ public:
     /// The kernel's release, such as 6.1.0.
     [[nodiscard]] OperatingSystemVersion operatingSystemVersion() const override;
 
+    /// The video nodes present now, in the order of their numbers; those that answer as no V4L2
+    /// device are left out. Never waits on a node or an attribute. Any thread.
+    [[nodiscard]] std::vector<Node> nodes() const;
+
     /// The names of the video nodes among `names`, in the order of their numbers.
     static std::vector<std::string> videoNodeNames(const std::vector<std::string>& names);
+
+    /// Whether `node` is where a camera's pictures come from, rather than its metadata or output.
+    static bool isCaptureNode(const Node& node);
 
     /// The device for `node`, or none when it captures no video or its type was not asked for.
     static std::optional<CaptureDevice> describe(const Node& node, const std::vector<std::string_view>& deviceTypes);

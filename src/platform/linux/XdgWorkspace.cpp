@@ -1,5 +1,6 @@
 #include "platform/linux/XdgWorkspace.h"
 
+#include "camera/Constants.h"
 #include "platform/linux/LinuxPaths.h"
 #include "sources/CameraPermission.h"
 
@@ -13,28 +14,13 @@ extern char** environ;  // NOLINT(readability-redundant-declaration): POSIX leav
 
 namespace moritane {
 
-namespace {
-
-bool isDesktop(std::string_view currentDesktop, std::string_view name) {
-    // A colon-separated list of names.
-    std::size_t start = 0;
-    while (start <= currentDesktop.size()) {
-        const auto end = std::min(currentDesktop.find(':', start), currentDesktop.size());
-        if (currentDesktop.substr(start, end - start) == name) {
-            return true;
-        }
-        start = end + 1;
-    }
-    return false;
-}
-
-}  // namespace
-
 XdgWorkspace::Environment XdgWorkspace::Environment::current() {
     auto path = linuxpaths::environmentVariable("PATH");
-    return {path.empty() ? "/usr/local/bin:/usr/bin:/bin" : std::move(path),
-            linuxpaths::environmentVariable("XDG_CURRENT_DESKTOP")};
+    return {path.empty() ? "/usr/local/bin:/usr/bin:/bin" : std::move(path)};
 }
+
+XdgWorkspace::XdgWorkspace(Environment environment, const std::vector<std::string>& preferredLocalizations)
+    : m_environment(std::move(environment)), m_supportURL(Constants::websiteURL("support", preferredLocalizations)) {}
 
 std::optional<std::string> XdgWorkspace::findProgram(std::string_view program, std::string_view searchPath) {
     std::size_t start = 0;
@@ -55,18 +41,12 @@ std::optional<std::string> XdgWorkspace::findProgram(std::string_view program, s
     return std::nullopt;
 }
 
-std::optional<std::vector<std::string>> XdgWorkspace::commandFor(std::string_view url, const Environment& environment) {
+std::optional<std::vector<std::string>> XdgWorkspace::commandFor(std::string_view url) const {
     if (url == cameraPrivacySettingsURL) {
-        if (!isDesktop(environment.currentDesktop, "GNOME")) {
-            return std::nullopt;
-        }
-        if (auto program = findProgram("gnome-control-center", environment.path)) {
-            return std::vector<std::string>{*program, "camera"};
-        }
-        return std::nullopt;
+        url = m_supportURL;
     }
     if (url.starts_with("https://") || url.starts_with("http://") || url.starts_with("mailto:")) {
-        if (auto program = findProgram("xdg-open", environment.path)) {
+        if (auto program = findProgram("xdg-open", m_environment.path)) {
             return std::vector<std::string>{*program, std::string(url)};
         }
     }
@@ -75,7 +55,7 @@ std::optional<std::vector<std::string>> XdgWorkspace::commandFor(std::string_vie
 }
 
 bool XdgWorkspace::openURL(std::string_view url) {
-    const auto command = commandFor(url, m_environment);
+    const auto command = commandFor(url);
     if (!command) {
         return false;
     }

@@ -1,9 +1,7 @@
 #include "platform/linux/V4l2CaptureDevices.h"
 
+#include "VideoNodeTree.h"
 #include "platform/linux/KernelVersion.h"
-#include "platform/linux/UdevCameraMonitor.h"
-#include "platform/sim/CapturingLog.h"
-#include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -90,33 +88,47 @@ TEST(V4l2CaptureDevicesTest, KernelReleasesParseToVersions) {
     EXPECT_TRUE(V4l2CaptureDevices().operatingSystemVersion().isAtLeast({3, 0, 0}));
 }
 
-// Nodes that are no devices (gone, not openable, not answering the driver's question) are passed
-// over without a sound.
-TEST(V4l2CaptureDevicesTest, NodesThatAreNoCamerasAreSkipped) {
-    const testing::TemporaryDirectory directory;
-    testing::writeFile(directory / "video0", "a plain file answers no ioctl");
-    std::filesystem::create_symlink(directory / "gone", directory / "video1");
-    std::filesystem::create_directory(directory / "video2");
-    const V4l2CaptureDevices devices(directory.path(), directory / "sys");
-    EXPECT_TRUE(devices.discoverDevices(kModernTypes).empty());
-    EXPECT_TRUE(V4l2CaptureDevices(directory / "missing").discoverDevices(kModernTypes).empty());
-}
-
-TEST(UdevCameraMonitorTest, AddAndRemoveAreTheOnlyActionsThatCount) {
-    EXPECT_EQ(UdevCameraMonitor::notificationFor("add"), CaptureDevices::wasConnectedNotification);
-    EXPECT_EQ(UdevCameraMonitor::notificationFor("remove"), CaptureDevices::wasDisconnectedNotification);
-    EXPECT_EQ(UdevCameraMonitor::notificationFor("change"), std::nullopt);
-    EXPECT_EQ(UdevCameraMonitor::notificationFor("bind"), std::nullopt);
-}
-
-TEST(UdevCameraMonitorTest, StartsAndStopsCleanly) {
-    NotificationCenter center;
-    CapturingLog log;
-    for (int round = 0; round < 3; ++round) {
-        const UdevCameraMonitor monitor(center, log);
-        EXPECT_EQ(log.lines().empty(), monitor.isWatching());
-        log.clear();
+// Unopened, a camera is named and identified from sysfs as its driver would have it.
+TEST(V4l2CaptureDevicesTest, ACameraThatCannotBeOpenedIsListedFromWhatTheKernelTells) {
+    const std::string usb = "pci0000:00/0000:00:14.0/usb1/1-2";
+    const auto camera = [](std::string id, std::string name, std::string_view type) {
+        return std::vector{CaptureDevice{std::move(id), std::move(name), std::string(type)}};
+    };
+    struct Case {
+        std::string kernelName;
+        std::string index;
+        std::string device;
+        std::string bus;
+        std::vector<CaptureDevice> listed;
+    };
+    const std::vector<Case> cases{
+        {"C922", "0", usb + "/1-2:1.0", "usb", camera("usb-046d:085c-ABC1-0", "C922", Type::external)},
+        {"C922", "1", usb + "/1-2:1.0", "usb", {}},  // its metadata node
+        {"Hauppauge", "0", "pci0000:00/0000:03:00.0", "pci", camera("PCI:0000:03:00.0-0", "Hauppauge", Type::external)},
+        {"unicam", "0", "platform/fe801000.csi", "platform",
+         camera("platform:fe801000.csi-0", "unicam", Type::builtInWideAngleCamera)},
+        {"", "0", "platform/fe801000.csi", "platform", {}},  // no device the kernel tells of
+    };
+    for (const auto& [kernelName, index, device, bus, listed] : cases) {
+        const testing::VideoNodeTree tree;
+        tree.add("video0", testing::VideoNodeTree::Node::directory, kernelName, index, device);
+        std::filesystem::create_directories(tree.root / "sys/bus" / bus);
+        std::filesystem::create_directory_symlink(tree.root / "sys/bus" / bus, tree.devices / device / "subsystem");
+        for (const auto& [attribute, value] :
+             {std::pair{"idVendor", "046d"}, {"idProduct", "085c"}, {"serial", "ABC1"}, {"removable", "removable"}}) {
+            testing::writeFile(tree.devices / usb / attribute, std::string(value) + "\n");
+        }
+        EXPECT_EQ(V4l2CaptureDevices(tree.dev, tree.sysfs).discoverDevices(kModernTypes), listed) << device;
     }
+}
+
+// Without waiting for a writer, a pipe in place of the kernel's name reads as no name.
+TEST(V4l2CaptureDevicesTest, APipeInPlaceOfAnAttributeIsReadAsEmpty) {
+    const testing::VideoNodeTree tree;
+    tree.add("video0", testing::VideoNodeTree::Node::directory, "", "0");
+    std::filesystem::remove(tree.sysfs / "video0/name");
+    ASSERT_EQ(::mkfifo((tree.sysfs / "video0/name").c_str(), 0600), 0);
+    EXPECT_TRUE(V4l2CaptureDevices(tree.dev, tree.sysfs).discoverDevices(kModernTypes).empty());
 }
 
 }  // namespace
