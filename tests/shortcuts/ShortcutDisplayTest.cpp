@@ -182,6 +182,20 @@ TEST_F(MenuItemBindingTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainT
     EXPECT_EQ(item.equivalent, "b");
 }
 
+TEST_F(MenuItemBindingTest, AnItemThatGoesWhileBoundIsNotTouchedAgain) {
+    const auto name = registry->makeName("cameraOn", Shortcut::make(Key::one, 0x1C0000));
+    MenuItemShortcuts binding(*registry, center, loop, layout);
+    auto item = std::make_unique<FakeMenuItem>("Camera", "", 0);
+    auto queuedFor = std::make_unique<FakeMenuItem>("Camera", "", 0);
+    binding.setShortcut(*item, name);
+    binding.setShortcut(*queuedFor, name);
+    item.reset();
+    registry->setShortcut(Shortcut::make(Key::b, kCommand), name);
+    std::thread([&] { center.post(Registry::shortcutByNameDidChange, {{"name", name.rawValue}}); }).join();
+    queuedFor.reset();
+    loop.drainMain();
+}
+
 TEST(ShortcutDisplayTest, TheSubsystemShipsItsOwnTableInEnglishAndJapanese) {
     const auto directory = std::filesystem::path(MORITANE_SOURCE_DIR) / "resources/l10n/GlobalShortcuts";
     for (const auto* language : {"en", "ja"}) {
