@@ -1,6 +1,5 @@
 #include "platform/linux/X11HotKeyService.h"
 
-#include "platform/linux/KernelVersion.h"
 #include "platform/linux/X11KeyCodes.h"
 #include "shortcuts/Shortcut.h"
 
@@ -214,10 +213,6 @@ OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef /*handler
         m_handledKinds.erase(type.eventKind);
     }
     return noErr;
-}
-
-OperatingSystemVersion X11HotKeyService::operatingSystemVersion() const {
-    return kernelVersion();
 }
 
 void X11HotKeyService::readEvents() {

@@ -40,10 +40,9 @@ public:
                                                      const std::vector<GlobalShortcuts::EventTypeSpec>& types) override;
     GlobalShortcuts::OSStatus removeEventTypesFromHandler(
         EventHandlerRef handler, const std::vector<GlobalShortcuts::EventTypeSpec>& types) override;
-    [[nodiscard]] OperatingSystemVersion operatingSystemVersion() const override;
+    [[nodiscard]] RawKeySource rawKeySource() const override { return RawKeySource::eventHandler; }
 
-    // This edition's menus hand their raw keys to the handler, so the application event queue
-    // and its observers stay empty.
+    // Raw keys go to the handler, so the application event queue and its observers stay empty.
     std::optional<GlobalShortcuts::ApplicationEvent> nextEvent() override { return std::nullopt; }
     void postEvent(GlobalShortcuts::ApplicationEvent /*event*/, bool /*atStart*/) override {}
     RunLoopObserverRef createRunLoopObserver(std::function<void()> /*beforeSources*/) override { return 0; }
