@@ -3,12 +3,26 @@
 #include "platform/linux/X11KeyCodes.h"
 #include "platform/sim/CapturingLog.h"
 #include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "shortcuts/GlobalShortcuts.h"
 #include "testsupport/Xvfb.h"
 
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
+// The XKB header names a member "explicit", a word of C++.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wkeyword-macro"
+#endif
+#define explicit explicit_  // NOLINT(cppcoreguidelines-macro-usage)
+#include <xcb/xkb.h>
+#undef explicit
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 #include <xkbcommon/xkbcommon.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -17,6 +31,7 @@ namespace moritane {
 namespace {
 
 using namespace GlobalShortcuts;
+using namespace std::chrono_literals;
 
 constexpr std::uint32_t kCtrlOptCmd = 0x1900;
 const std::vector<EventTypeSpec> kHotKeyTypes{{kEventClassKeyboard, EventKind::hotKeyPressed},
@@ -96,6 +111,7 @@ TEST(X11HotKeyServiceTest, ALostDisplayIsSurvived) {
     EXPECT_EQ(service.unregisterEventHotKey(hotKey), noErr);
 }
 
+/// A service on a display of its own, the hot-key events it hands over as (kind, id).
 class X11HotKeyServiceDisplayTest : public ::testing::Test {
 protected:
     X11HotKeyServiceDisplayTest() {
@@ -109,11 +125,17 @@ protected:
         service.addEventTypesToHandler(handler, kHotKeyTypes);
     }
 
-    /// Runs the main queue until `count` events have reached the handler.
+    /// Runs the main queue until `count` events have reached the handler, for a few seconds at most.
     void awaitEvents(std::size_t count) {
-        while (events.size() < count) {
-            loop.waitAndDrainMain();
+        const auto deadline = std::chrono::steady_clock::now() + 5s;
+        while (events.size() < count && std::chrono::steady_clock::now() < deadline) {
+            loop.waitAndDrainMain(100ms);
         }
+    }
+
+    void registerKey(std::uint32_t keyCode, std::uint32_t id) {
+        HotKeyService::HotKeyRef hotKey = 0;
+        ASSERT_EQ(service.registerEventHotKey(keyCode, kCtrlOptCmd, {0x4D524E54, id}, hotKey), noErr);
     }
 
     testing::XvfbServer server;
@@ -123,17 +145,43 @@ protected:
     std::vector<std::pair<std::uint32_t, std::uint32_t>> events;
 };
 
-TEST_F(X11HotKeyServiceDisplayTest, AGrabbedCombinationArrivesAsOnePressAndOneReleaseWhateverTheLocks) {
-    HotKeyService::HotKeyRef hotKey = 0;
-    ASSERT_EQ(service.registerEventHotKey(18, kCtrlOptCmd, {0x4D524E54, 7}, hotKey), noErr);
+TEST_F(X11HotKeyServiceDisplayTest, AGrabbedCombinationArrivesAsOnePressAndOneReleaseWhateverTheLocksAndTheHold) {
+    registerKey(18, 7);
     ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+1"}));
     awaitEvents(2);
-    ASSERT_TRUE(server.xdotool({"key", "Num_Lock", "key", "Caps_Lock"}));
-    // Two presses before the release: what a held key looks like.
-    ASSERT_TRUE(server.xdotool({"keydown", "ctrl+alt+super+1", "keydown", "1", "keyup", "ctrl+alt+super+1"}));
+    ASSERT_TRUE(server.xdotool({"key", "Num_Lock", "key", "Caps_Lock", "keydown", "ctrl+alt+super+1"}));
+    awaitEvents(3);
+    // Held past the server's repeat delay, the key repeats its press a few times.
+    auto* connection = xcb_connect(server.display().c_str(), nullptr);
+    std::free(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));  // NOLINT
+    const auto* controls =
+        xcb_xkb_get_controls_reply(connection, xcb_xkb_get_controls(connection, XCB_XKB_ID_USE_CORE_KBD), nullptr);
+    ASSERT_NE(controls, nullptr);
+    const auto held = std::chrono::steady_clock::now() + std::chrono::milliseconds(controls->repeatDelay) +
+                      4 * std::chrono::milliseconds(controls->repeatInterval);
+    std::free(const_cast<xcb_xkb_get_controls_reply_t*>(controls));  // NOLINT: xcb allocates with malloc
+    xcb_disconnect(connection);
+    while (std::chrono::steady_clock::now() < held) {
+        loop.waitAndDrainMain(10ms);
+    }
+    ASSERT_TRUE(server.xdotool({"keyup", "ctrl+alt+super+1"}));
     awaitEvents(4);
+    loop.drainMain();
     EXPECT_EQ(events, (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{5, 7}, {6, 7}, {5, 7}, {6, 7}}));
     EXPECT_TRUE(log.lines().empty()) << log.lines()[0];
+}
+
+TEST_F(X11HotKeyServiceDisplayTest, EachOfTwoOverlappingCombinationsGetsItsOwnRelease) {
+    registerKey(18, 1);
+    registerKey(29, 2);
+    // The server ends the grab at the first release; the second goes to whoever has the focus.
+    ASSERT_TRUE(server.xdotool(
+        {"keydown", "ctrl+alt+super+1", "keydown", "0", "keyup", "1", "keyup", "0", "keyup", "ctrl+alt+super"}));
+    awaitEvents(4);
+    ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+0"}));
+    awaitEvents(6);
+    EXPECT_EQ(events,
+              (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{5, 1}, {5, 2}, {6, 1}, {6, 2}, {5, 2}, {6, 2}}));
 }
 
 TEST_F(X11HotKeyServiceDisplayTest, ACombinationAnotherClientHoldsIsRefusedAndAnUngrabbedOneIsFreeAgain) {
@@ -151,6 +199,43 @@ TEST_F(X11HotKeyServiceDisplayTest, ACombinationAnotherClientHoldsIsRefusedAndAn
     EXPECT_EQ(service.unregisterEventHotKey(hotKey), noErr);
     EXPECT_NE(service.unregisterEventHotKey(hotKey), noErr);
     ASSERT_EQ(service.registerEventHotKey(19, kCtrlOptCmd, {0x4D524E54, 3}, hotKey), noErr);
+}
+
+TEST(X11HotKeyServiceMenuTest, ShortcutsRunWhileAMenuOfOursHasTheKeyboard) {
+    const testing::XvfbServer server;
+    ManualRunLoop loop;
+    CapturingLog log;
+    X11HotKeyService service(loop, log, server.display().c_str());
+    MemoryDefaults defaults;
+    NotificationCenter center;
+    const auto registry = Registry::create({defaults, center, loop, service});
+    const auto name = registry->makeName("cameraOn", Shortcut{18, kCtrlOptCmd});
+    std::vector<std::string> ran;
+    registry->onKeyDown(name, [&] { ran.emplace_back("down"); });
+    registry->onKeyUp(name, [&] { ran.emplace_back("up"); });
+    // The menu: a window of another connection that has the keyboard to itself.
+    auto* menu = xcb_connect(server.display().c_str(), nullptr);
+    const auto* screen = xcb_setup_roots_iterator(xcb_get_setup(menu)).data;
+    const auto window = xcb_generate_id(menu);
+    xcb_create_window(menu, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 10, 10, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      screen->root_visual, 0, nullptr);
+    xcb_map_window(menu, window);
+    const auto* grabbed = xcb_grab_keyboard_reply(
+        menu, xcb_grab_keyboard(menu, 0, window, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC), nullptr);
+    ASSERT_NE(grabbed, nullptr);
+    EXPECT_EQ(grabbed->status, XCB_GRAB_STATUS_SUCCESS);
+    std::free(const_cast<xcb_grab_keyboard_reply_t*>(grabbed));  // NOLINT: xcb allocates with malloc
+    center.post(Registry::menuDidBeginTracking);
+
+    // Only the key up of the shortcut itself counts, with the modifiers still held.
+    ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+2", "key", "super+1", "keydown", "ctrl+alt+super+1", "keyup",
+                                "1", "keyup", "ctrl+alt+super"}));
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (ran.size() < 2 && std::chrono::steady_clock::now() < deadline) {
+        loop.waitAndDrainMain(100ms);
+    }
+    EXPECT_EQ(ran, (std::vector<std::string>{"down", "up"}));
+    xcb_disconnect(menu);
 }
 
 }  // namespace
