@@ -52,6 +52,7 @@ public:
     void addRunLoopObserver(RunLoopObserverRef /*observer*/, RunLoopMode /*mode*/) override {}
     void removeRunLoopObserver(RunLoopObserverRef /*observer*/, RunLoopMode /*mode*/) override {}
 
+private:
     /// The X modifier mask for modifiers in service form: control, option, command and shift
     /// become Control, Mod1 (Alt), Mod4 (Super) and Shift; other bits are dropped.
     static std::uint16_t modifierMask(std::uint32_t carbonModifiers);
@@ -59,7 +60,6 @@ public:
     /// Whether a key event's state holds exactly `mask`, whatever the locks.
     static bool matches(std::uint16_t state, std::uint16_t mask);
 
-private:
     struct Grab {
         std::uint8_t keyCode = 0;
         std::uint16_t mask = 0;
