@@ -10,7 +10,6 @@ const std::vector<EventTypeSpec> kHotKeyEventTypes{{kEventClassKeyboard, EventKi
                                                    {kEventClassKeyboard, EventKind::hotKeyReleased}};
 const std::vector<EventTypeSpec> kRawKeyEventTypes{{kEventClassKeyboard, EventKind::rawKeyDown},
                                                    {kEventClassKeyboard, EventKind::rawKeyUp}};
-constexpr OperatingSystemVersion kFirstWithKeyEventMonitor{14, 0, 0};
 
 }  // namespace
 
@@ -76,7 +75,7 @@ void CarbonGlobalShortcuts::resumeAll() {
 }
 
 bool CarbonGlobalShortcuts::usesKeyEventMonitor() const {
-    return m_service.operatingSystemVersion().isAtLeast(kFirstWithKeyEventMonitor);
+    return m_service.rawKeySource() == HotKeyService::RawKeySource::applicationQueue;
 }
 
 RunLoopLocalEventMonitor& CarbonGlobalShortcuts::keyEventMonitor() {

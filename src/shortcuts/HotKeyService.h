@@ -1,6 +1,5 @@
 #pragma once
 
-#include "sources/CaptureDevices.h"
 #include "support/RunLoop.h"
 
 #include <cstdint>
@@ -86,9 +85,14 @@ public:
     virtual OSStatus addEventTypesToHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types) = 0;
     virtual OSStatus removeEventTypesFromHandler(EventHandlerRef handler, const std::vector<EventTypeSpec>& types) = 0;
 
-    /// Decides whether raw key events during menu tracking come through the local event monitor
-    /// (version 14 on) or through the handler.
-    [[nodiscard]] virtual OperatingSystemVersion operatingSystemVersion() const = 0;
+    /// Where the raw key events of menu tracking come from.
+    enum class RawKeySource {
+        /// The handler, once their event types are added to it.
+        eventHandler,
+        /// Only the application's own queue: the local event monitor takes them from there.
+        applicationQueue,
+    };
+    [[nodiscard]] virtual RawKeySource rawKeySource() const = 0;
 
     /// The application's queue: the next event of any type, taken off the queue; none when empty.
     virtual std::optional<ApplicationEvent> nextEvent() = 0;

@@ -86,7 +86,8 @@ std::optional<Shortcut> decodeShortcut(std::string_view text) {
     }
     const auto keyCode = integerMember(json, "carbonKeyCode");
     const auto modifiers = integerMember(json, "carbonModifiers");
-    if (!keyCode || !modifiers) {
+    if (!keyCode || !modifiers || *keyCode < 0 || *keyCode > maximumKeyCode || *modifiers < 0 ||
+        *modifiers > maximumModifiers) {
         return std::nullopt;
     }
     return Shortcut{*keyCode, *modifiers};

@@ -306,8 +306,15 @@ struct Shortcut {
 /// The stored form: {"carbonKeyCode":29,"carbonModifiers":6400}.
 std::string encode(const Shortcut& shortcut);
 
-/// Reads the stored form: an object with both members as integers that fit in 64 bits, in any
-/// order, other members ignored. The modifiers are taken as they are.
+/// The key codes the platform's keyboard services take: 16 bits. A larger one would be cut down
+/// to another key on its way there.
+inline constexpr std::int64_t maximumKeyCode = 0xFFFF;
+/// The modifiers the hot-key service takes: 32 bits.
+inline constexpr std::int64_t maximumModifiers = 0xFFFFFFFF;
+
+/// Reads the stored form: an object with both members as integers, in any order, other members
+/// ignored. A key code or modifiers outside what the platform takes make it unreadable; the
+/// modifiers are otherwise taken as they are.
 std::optional<Shortcut> decodeShortcut(std::string_view text);
 
 /// One assignable action of the application. Names are equal when their raw values are.

@@ -224,6 +224,24 @@ const std::set<std::uint32_t>& functionKeys() {
     return keys;
 }
 
+struct MenuItemShortcuts::Binding {
+    Binding(std::weak_ptr<MenuItemShortcuts*> bindingOwner, MenuItem& boundItem, Name boundName)
+        : owner(std::move(bindingOwner)), item(boundItem), name(std::move(boundName)) {}
+    Binding(const Binding&) = delete;
+    Binding& operator=(const Binding&) = delete;
+    Binding(Binding&&) = delete;
+    Binding& operator=(Binding&&) = delete;
+    ~Binding() {
+        if (const auto alive = owner.lock()) {
+            (*alive)->unbind(&item);
+        }
+    }
+
+    std::weak_ptr<MenuItemShortcuts*> owner;
+    MenuItem& item;
+    Name name;
+};
+
 MenuItemShortcuts::~MenuItemShortcuts() {
     for (const auto& [item, token] : m_observers) {
         m_notificationCenter.removeObserver(token);
@@ -236,37 +254,46 @@ void MenuItemShortcuts::apply(MenuItem& item, const std::optional<Shortcut>& sho
     item.setAllowsAutomaticKeyEquivalentLocalization(!shortcut);
 }
 
-void MenuItemShortcuts::setShortcut(MenuItem& item, const std::optional<Name>& name) {
-    if (const auto previous = m_observers.find(&item); previous != m_observers.end()) {
-        m_notificationCenter.removeObserver(previous->second);
-        m_observers.erase(previous);
+void MenuItemShortcuts::unbind(MenuItem* item) {
+    if (const auto bound = m_observers.find(item); bound != m_observers.end()) {
+        m_notificationCenter.removeObserver(bound->second);
+        m_observers.erase(bound);
     }
+}
+
+void MenuItemShortcuts::setShortcut(MenuItem& item, const std::optional<Name>& name) {
+    item.setAssociatedObject(this, nullptr);
     if (!name) {
         apply(item, std::nullopt);
         return;
     }
     apply(item, m_registry.getShortcut(*name));
+    auto binding = std::make_shared<Binding>(m_self, item, *name);
     m_observers[&item] = m_notificationCenter.addObserver(
-        std::string(Registry::shortcutByNameDidChange), [this, &item, name = *name](const Notification& notification) {
+        std::string(Registry::shortcutByNameDidChange),
+        [this, weakBinding = std::weak_ptr(binding), rawValue = name->rawValue](const Notification& notification) {
             const auto changed = notification.userInfo.find("name");
-            if (changed != notification.userInfo.end() && changed->second == name.rawValue) {
-                reapply(item, name);
+            if (changed != notification.userInfo.end() && changed->second == rawValue) {
+                reapply(weakBinding);
             }
         });
+    item.setAssociatedObject(this, std::move(binding));
 }
 
-void MenuItemShortcuts::reapply(MenuItem& item, const Name& name) {
+void MenuItemShortcuts::reapply(const std::weak_ptr<Binding>& binding) {
+    const auto applyNow = [](const std::weak_ptr<Binding>& weakBinding) {
+        // Unbound meanwhile: the item has been cleared, or is gone.
+        const auto bound = weakBinding.lock();
+        const auto owner = bound ? bound->owner.lock() : nullptr;
+        if (owner) {
+            (*owner)->apply(bound->item, (*owner)->m_registry.getShortcut(bound->name));
+        }
+    };
     if (m_mainRunLoop.isMainThread()) {
-        apply(item, m_registry.getShortcut(name));
+        applyNow(binding);
         return;
     }
-    m_mainRunLoop.post([self = std::weak_ptr(m_self), &item, name] {
-        const auto alive = self.lock();
-        // Unbound meanwhile: the item has been cleared and must stay so.
-        if (alive && (*alive)->m_observers.contains(&item)) {
-            (*alive)->apply(item, (*alive)->m_registry.getShortcut(name));
-        }
-    });
+    m_mainRunLoop.post([binding, applyNow] { applyNow(binding); });
 }
 
 }  // namespace moritane::GlobalShortcuts

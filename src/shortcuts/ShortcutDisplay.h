@@ -76,20 +76,25 @@ public:
     MenuItemShortcuts& operator=(MenuItemShortcuts&&) = delete;
     ~MenuItemShortcuts();
 
-    /// Shows `name`'s shortcut on `item` and follows its changes; with none, clears the item and
-    /// stops following.
+    /// Shows `name`'s shortcut on `item` and follows its changes until the item goes; with none,
+    /// clears the item and stops following.
     void setShortcut(MenuItem& item, const std::optional<Name>& name);
 
 private:
+    /// The following of one name by one item. The item holds it, so that it ends with the item.
+    struct Binding;
+
     void apply(MenuItem& item, const std::optional<Shortcut>& shortcut) const;
-    void reapply(MenuItem& item, const Name& name);
+    void reapply(const std::weak_ptr<Binding>& binding);
+    void unbind(MenuItem* item);
 
     Registry& m_registry;
     NotificationCenter& m_notificationCenter;
     RunLoop& m_mainRunLoop;
     const KeyboardLayout& m_layout;
+    /// The items bound now, so that our end stops their observers.
     std::map<MenuItem*, ObserverToken> m_observers;
-    // Work queued for the main thread checks this, so that it does nothing once we are gone.
+    // Bindings check this, so that they do nothing once we are gone.
     std::shared_ptr<MenuItemShortcuts*> m_self = std::make_shared<MenuItemShortcuts*>(this);
 };
 

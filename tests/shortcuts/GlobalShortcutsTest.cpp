@@ -188,8 +188,8 @@ TEST_F(GlobalShortcutsTest, OpeningAMenuSwitchesToRawKeysAndClosingItResumesUnde
     (void)off;
 }
 
-TEST_F(GlobalShortcutsTest, FromVersionFourteenTheLocalMonitorTakesTheRawKeysOfTheMenu) {
-    service.version = {14, 0, 0};
+TEST_F(GlobalShortcutsTest, RawKeysOnlyInTheApplicationQueueAreTakenThereByTheLocalMonitor) {
+    service.rawKeys = HotKeyService::RawKeySource::applicationQueue;
     const auto on = registry->makeName("cameraOn", kCtrlOptCmd1);
     int ran = 0;
     registry->onKeyUp(on, [&] { ++ran; });

@@ -27,14 +27,17 @@ SymbolicHotKeys::Entry hotKey(bool enabled, std::int64_t code, std::int64_t modi
 
 TEST(ShortcutDisplayTest, DescriptionsPutTheModifiersInTheirFixedOrderBeforeTheCapitalisedKey) {
     FakeKeyboardLayout layout;
-    EXPECT_EQ(description(Shortcut::make(Key::zero, 0x1C0000), layout), "\u2303\u2325\u23180");
-    EXPECT_EQ(description(Shortcut::make(Key::a, kCommand | kShift | ModifierFlags::control), layout),
-              "\u2303\u21E7\u2318A");
+    for (const auto& [shortcut, text] : std::vector<std::pair<Shortcut, std::string>>{
+             {Shortcut::make(Key::zero, 0x1C0000), "\u2303\u2325\u23180"},
+             {Shortcut::make(Key::a, kCommand | kShift | ModifierFlags::control), "\u2303\u21E7\u2318A"},
+             {Shortcut{Key::space.rawValue, 0x100}, "\u2318Space"},
+             {Shortcut{Key::f1.rawValue, 0}, "F1"},
+             {Shortcut{Key::keypad7.rawValue, 0}, "7\u20E3"},
+         }) {
+        EXPECT_EQ(description(shortcut, layout), text) << shortcut.carbonKeyCode;
+    }
     EXPECT_EQ(modifierDescription(ModifierFlags::function | kCommand | ModifierFlags::option),
               "\u2325\u2318\U0001F310\uFE0E");
-    EXPECT_EQ(description(Shortcut{Key::space.rawValue, 0x100}, layout), "\u2318Space");
-    EXPECT_EQ(description(Shortcut{Key::f1.rawValue, 0}, layout), "F1");
-    EXPECT_EQ(description(Shortcut{Key::keypad7.rawValue, 0}, layout), "7\u20E3");
 }
 
 TEST(ShortcutDisplayTest, LayoutKeysFollowTheLayoutOfTheMomentAndTableKeysNeverAskIt) {
@@ -55,12 +58,16 @@ TEST(ShortcutDisplayTest, LayoutKeysFollowTheLayoutOfTheMomentAndTableKeysNeverA
 
 TEST(ShortcutDisplayTest, KeyEquivalentsAreOneCharacter) {
     FakeKeyboardLayout layout;
-    EXPECT_EQ(keyEquivalent(Shortcut{Key::space.rawValue, 0}, layout), " ");
-    EXPECT_EQ(keyEquivalent(Shortcut{Key::f1.rawValue, 0}, layout), "\uF704");
-    EXPECT_EQ(keyEquivalent(Shortcut{Key::f20.rawValue, 0}, layout), "\uF717");
-    EXPECT_EQ(keyEquivalent(Shortcut{Key::b.rawValue, 0}, layout), "b");
-    EXPECT_EQ(keyEquivalent(Shortcut{Key::upArrow.rawValue, 0}, layout), "\u2191");
-    EXPECT_EQ(keyEquivalent(Shortcut{Key::keypad1.rawValue, 0}, layout), "");  // two characters, no entry
+    for (const auto& [key, equivalent] : std::vector<std::pair<Key, std::string>>{
+             {Key::space, " "},
+             {Key::f1, "\uF704"},
+             {Key::f20, "\uF717"},
+             {Key::b, "b"},
+             {Key::upArrow, "\u2191"},
+             {Key::keypad1, ""},  // two characters, no entry
+         }) {
+        EXPECT_EQ(keyEquivalent(Shortcut{key.rawValue, 0}, layout), equivalent) << key.rawValue;
+    }
     layout.current = Layout::none;
     EXPECT_EQ(keyEquivalent(Shortcut{Key::b.rawValue, 0}, layout), "");
 }
@@ -110,13 +117,6 @@ TEST(ShortcutDisplayTest, MenuSearchIsDepthFirstWithTheShiftRuleAndExactMasks) {
     EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand), nullptr, layout), nullptr);
     layout.current = Layout::none;
     EXPECT_EQ(takenByMainMenu(Shortcut::make(Key::n, kCommand), &mainMenu, layout), nullptr);
-}
-
-TEST(ShortcutDisplayTest, FunctionKeysAreTheThirtyFiveSpecialKeys) {
-    EXPECT_EQ(functionKeys().size(), 35U);
-    EXPECT_TRUE(functionKeys().contains(0xF704));
-    EXPECT_TRUE(functionKeys().contains(0xF726));
-    EXPECT_FALSE(functionKeys().contains(0xF727));
 }
 
 /// The store and registry that menu-item bindings follow.
@@ -180,6 +180,20 @@ TEST_F(MenuItemBindingTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainT
     binding.reset();
     loop.drainMain();
     EXPECT_EQ(item.equivalent, "b");
+}
+
+TEST_F(MenuItemBindingTest, AnItemThatGoesWhileBoundIsNotTouchedAgain) {
+    const auto name = registry->makeName("cameraOn", Shortcut::make(Key::one, 0x1C0000));
+    MenuItemShortcuts binding(*registry, center, loop, layout);
+    auto item = std::make_unique<FakeMenuItem>("Camera", "", 0);
+    auto queuedFor = std::make_unique<FakeMenuItem>("Camera", "", 0);
+    binding.setShortcut(*item, name);
+    binding.setShortcut(*queuedFor, name);
+    item.reset();
+    registry->setShortcut(Shortcut::make(Key::b, kCommand), name);
+    std::thread([&] { center.post(Registry::shortcutByNameDidChange, {{"name", name.rawValue}}); }).join();
+    queuedFor.reset();
+    loop.drainMain();
 }
 
 TEST(ShortcutDisplayTest, TheSubsystemShipsItsOwnTableInEnglishAndJapanese) {

@@ -1,29 +1,18 @@
 #include "platform/linux/X11HotKeyService.h"
 
-#include "platform/linux/KernelVersion.h"
 #include "platform/linux/X11KeyCodes.h"
 #include "shortcuts/Shortcut.h"
-
-#include <fmt/format.h>
-#include <xcb/xcb.h>
-// The XKB header names a member "explicit", a word of C++.
-#if defined(__clang__)
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#endif
-#define explicit explicit_  // NOLINT(cppcoreguidelines-macro-usage)
-#include <xcb/xkb.h>
-#undef explicit
-#if defined(__clang__)
-#pragma clang diagnostic pop
-#endif
 
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <xcb/xcb.h>
+#include <xcb/xinput.h>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
+#include <utility>
 
 namespace moritane {
 
@@ -49,17 +38,44 @@ struct Freed {
     ~Freed() { std::free(value); }  // NOLINT(cppcoreguidelines-no-malloc): xcb allocates with malloc
 };
 
-/// Asks the server to send one release, not a release and a press, for each repeat of a held
-/// key, so that holding a shortcut reads as one press and one release.
-bool makeAutoRepeatDetectable(xcb_connection_t* connection) {
-    const Freed extension(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
-    if (extension.value == nullptr || extension.value->supported == 0U) {
-        return false;
+/// Asks for the raw key events of every keyboard, sent to us whoever has the keyboard (XInput
+/// 2.1 on); gives the extension's opcode, or none.
+std::optional<std::uint8_t> selectRawKeys(xcb_connection_t* connection, xcb_window_t root) {
+    const auto* extension = xcb_get_extension_data(connection, &xcb_input_id);
+    if (extension == nullptr || extension->present == 0U) {
+        return std::nullopt;
     }
-    const auto flag = static_cast<std::uint32_t>(XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT);
-    const Freed flags(xcb_xkb_per_client_flags_reply(
-        connection, xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0), nullptr));
-    return flags.value != nullptr && (flags.value->value & flag) != 0U;
+    const Freed version(
+        xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 2), nullptr));
+    if (version.value == nullptr || version.value->major_version < 2 ||
+        (version.value->major_version == 2 && version.value->minor_version < 1)) {
+        return std::nullopt;
+    }
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t bits;
+    } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+           XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE};
+    const Freed error(
+        xcb_request_check(connection, xcb_input_xi_select_events_checked(connection, root, 1, &mask.head)));
+    if (error.value != nullptr) {
+        return std::nullopt;
+    }
+    return extension->major_opcode;
+}
+
+/// Modifiers in service form for an X modifier state; the inverse of `modifierMask`.
+std::uint32_t serviceModifiers(std::uint16_t state) {
+    std::uint32_t modifiers = 0;
+    for (const auto& [bit, modifier] : {std::pair{XCB_MOD_MASK_CONTROL, CarbonModifiers::control},
+                                        {XCB_MOD_MASK_1, CarbonModifiers::option},
+                                        {XCB_MOD_MASK_4, CarbonModifiers::command},
+                                        {XCB_MOD_MASK_SHIFT, CarbonModifiers::shift}}) {
+        if ((state & bit) != 0U) {
+            modifiers |= static_cast<std::uint32_t>(modifier);
+        }
+    }
+    return modifiers;
 }
 
 }  // namespace
@@ -83,11 +99,25 @@ X11HotKeyService::X11HotKeyService(RunLoop& mainQueue, Log& log, const char* dis
         m_log.write("Shortcuts: the X display cannot be used; global shortcuts are off");
         return;
     }
+    const auto opcode = selectRawKeys(connection, screens.data->root);
+    if (!opcode) {
+        xcb_disconnect(connection);
+        m_log.write("Shortcuts: the X display has no XInput 2.1 to follow keys with; global shortcuts are off");
+        return;
+    }
     m_connection = connection;
     m_root = screens.data->root;
-    if (!makeAutoRepeatDetectable(m_connection)) {
-        m_log.write("Shortcuts: the X server cannot tell repeated keys apart; holding a shortcut may run it again");
+    m_xinputOpcode = *opcode;
+    // Keys held already, modifiers among them, come up later as raw events.
+    const Freed keymap(xcb_query_keymap_reply(m_connection, xcb_query_keymap(m_connection), nullptr));
+    if (keymap.value != nullptr) {
+        for (unsigned key = 0; key < 256; ++key) {
+            if ((keymap.value->keys[key / 8] & (1U << (key % 8))) != 0U) {
+                m_down.insert(static_cast<std::uint8_t>(key));
+            }
+        }
     }
+    readModifierMapping();
     m_reader = std::thread([this] { readEvents(); });
 }
 
@@ -170,9 +200,7 @@ OSStatus X11HotKeyService::registerEventHotKey(std::uint32_t keyCode, std::uint3
     }
     const auto mask = modifierMask(modifiers);
     const bool granted = grab(*x11KeyCode, mask);
-    // Checking the grabs may have read key events off the socket: let the reader see them.
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(m_stopEvent, &one, sizeof one);
+    wakeReader();
     if (!granted) {
         return kEventHotKeyExistsErr;
     }
@@ -189,7 +217,6 @@ OSStatus X11HotKeyService::unregisterEventHotKey(HotKeyRef hotKey) {
     if (hasEventDispatcherTarget()) {
         ungrab(grabbed->second.keyCode, grabbed->second.mask);
     }
-    m_held.erase(hotKey);
     m_grabs.erase(grabbed);
     return noErr;
 }
@@ -205,6 +232,10 @@ OSStatus X11HotKeyService::addEventTypesToHandler(EventHandlerRef /*handler*/,
     for (const auto& type : types) {
         m_handledKinds.insert(type.eventKind);
     }
+    if (m_handledKinds.contains(EventKind::rawKeyDown) && hasEventDispatcherTarget()) {
+        readModifierMapping();  // may have changed since
+        wakeReader();
+    }
     return noErr;
 }
 
@@ -216,8 +247,26 @@ OSStatus X11HotKeyService::removeEventTypesFromHandler(EventHandlerRef /*handler
     return noErr;
 }
 
-OperatingSystemVersion X11HotKeyService::operatingSystemVersion() const {
-    return kernelVersion();
+void X11HotKeyService::wakeReader() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const auto written = ::write(m_stopEvent, &one, sizeof one);
+}
+
+void X11HotKeyService::readModifierMapping() {
+    const Freed mapping(xcb_get_modifier_mapping_reply(m_connection, xcb_get_modifier_mapping(m_connection), nullptr));
+    if (mapping.value == nullptr) {
+        return;
+    }
+    m_modifierKeys.clear();
+    const auto* keys = xcb_get_modifier_mapping_keycodes(mapping.value);
+    const auto perModifier = mapping.value->keycodes_per_modifier;
+    for (unsigned modifier = 0; modifier < 8; ++modifier) {
+        for (unsigned index = 0; index < perModifier; ++index) {
+            if (const auto key = keys[modifier * perModifier + index]; key != 0) {
+                m_modifierKeys[key] |= static_cast<std::uint16_t>(1U << modifier);
+            }
+        }
+    }
 }
 
 void X11HotKeyService::readEvents() {
@@ -229,12 +278,23 @@ void X11HotKeyService::readEvents() {
                 break;
             }
             const auto type = event.value->response_type & 0x7FU;
-            if (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE) {
+            const auto alive = std::weak_ptr<int>(m_alive);
+            if (type == XCB_KEY_PRESS) {
                 const auto* key = reinterpret_cast<const xcb_key_press_event_t*>(event.value);
-                m_mainQueue.post([this, alive = std::weak_ptr<int>(m_alive), keyCode = key->detail, state = key->state,
-                                  press = type == XCB_KEY_PRESS] {
+                m_mainQueue.post([this, alive, keyCode = key->detail, state = key->state] {
                     if (alive.lock()) {
-                        deliver(keyCode, state, press);
+                        deliverPress(keyCode, state);
+                    }
+                });
+            }
+            const auto* generic = reinterpret_cast<const xcb_ge_generic_event_t*>(event.value);
+            if (type == XCB_GE_GENERIC && generic->extension == m_xinputOpcode &&
+                (generic->event_type == XCB_INPUT_RAW_KEY_PRESS || generic->event_type == XCB_INPUT_RAW_KEY_RELEASE)) {
+                const auto* raw = reinterpret_cast<const xcb_input_raw_key_press_event_t*>(event.value);
+                m_mainQueue.post([this, alive, keyCode = static_cast<std::uint8_t>(raw->detail),
+                                  press = generic->event_type == XCB_INPUT_RAW_KEY_PRESS] {
+                    if (alive.lock()) {
+                        deliverRawKey(keyCode, press);
                     }
                 });
             }
@@ -251,27 +311,50 @@ void X11HotKeyService::readEvents() {
     }
 }
 
-void X11HotKeyService::deliver(std::uint8_t keyCode, std::uint16_t state, bool press) {
+void X11HotKeyService::report(const KeyboardEvent& event) {
+    if (m_handler && m_handledKinds.contains(event.kind)) {
+        m_handler(&event);
+    }
+}
+
+void X11HotKeyService::deliverPress(std::uint8_t keyCode, std::uint16_t state) {
     for (const auto& [reference, grabbed] : m_grabs) {
-        // A release counts for the held key whatever the modifiers: people let go of them first.
-        const bool ours =
-            grabbed.keyCode == keyCode && (press ? matches(state, grabbed.mask) : m_held.contains(reference));
-        if (!ours) {
+        if (grabbed.keyCode != keyCode || !matches(state, grabbed.mask)) {
             continue;
         }
-        if (press && !m_held.insert(reference).second) {
-            return;  // the key is held: a repeat
-        }
-        if (!press) {
-            m_held.erase(reference);
-        }
-        const auto kind = press ? EventKind::hotKeyPressed : EventKind::hotKeyReleased;
-        if (m_handler && m_handledKinds.contains(kind)) {
-            const KeyboardEvent event{kind, grabbed.id, std::nullopt, std::nullopt};
-            m_handler(&event);
+        if (m_held.try_emplace(reference, grabbed).second) {  // else a repeat of the held key
+            report({EventKind::hotKeyPressed, grabbed.id, std::nullopt, std::nullopt});
         }
         return;
     }
+}
+
+void X11HotKeyService::deliverRawKey(std::uint8_t keyCode, bool press) {
+    const bool changed = press ? m_down.insert(keyCode).second : m_down.erase(keyCode) > 0;
+    if (!press) {
+        // Whatever the modifiers by now: people let go of them first.
+        for (auto held = m_held.begin(); held != m_held.end();) {
+            if (held->second.keyCode == keyCode) {
+                const auto id = held->second.id;
+                held = m_held.erase(held);
+                report({EventKind::hotKeyReleased, id, std::nullopt, std::nullopt});
+            } else {
+                ++held;
+            }
+        }
+    }
+    const auto virtualKeyCode = x11keycodes::toVirtualKeyCode(keyCode);
+    if (!changed || !virtualKeyCode) {
+        return;
+    }
+    std::uint16_t state = 0;
+    for (const auto key : m_down) {
+        if (const auto modifier = m_modifierKeys.find(key); modifier != m_modifierKeys.end()) {
+            state |= modifier->second;
+        }
+    }
+    report({press ? EventKind::rawKeyDown : EventKind::rawKeyUp, std::nullopt,
+            static_cast<std::uint32_t>(*virtualKeyCode), serviceModifiers(state)});
 }
 
 }  // namespace moritane

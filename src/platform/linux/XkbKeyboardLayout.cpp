@@ -7,6 +7,7 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <array>
+#include <map>
 #include <memory>
 
 namespace moritane {
@@ -19,6 +20,29 @@ using State = std::unique_ptr<xkb_state, decltype(&xkb_state_unref)>;
 
 constexpr std::int64_t kVirtualKeyA = 0;
 
+/// A dead key prints nothing by itself; it reads as its accent standing alone.
+xkb_keysym_t spacingForm(xkb_keysym_t symbol) {
+    static const std::map<xkb_keysym_t, char32_t> accents{
+        {XKB_KEY_dead_grave, U'`'},
+        {XKB_KEY_dead_acute, U'\u00B4'},
+        {XKB_KEY_dead_circumflex, U'^'},
+        {XKB_KEY_dead_tilde, U'~'},
+        {XKB_KEY_dead_macron, U'\u00AF'},
+        {XKB_KEY_dead_breve, U'\u02D8'},
+        {XKB_KEY_dead_abovedot, U'\u02D9'},
+        {XKB_KEY_dead_diaeresis, U'\u00A8'},
+        {XKB_KEY_dead_abovering, U'\u02DA'},
+        {XKB_KEY_dead_doubleacute, U'\u02DD'},
+        {XKB_KEY_dead_caron, U'\u02C7'},
+        {XKB_KEY_dead_cedilla, U'\u00B8'},
+        {XKB_KEY_dead_ogonek, U'\u02DB'},
+        {XKB_KEY_dead_voiced_sound, U'\u309B'},
+        {XKB_KEY_dead_semivoiced_sound, U'\u309C'},
+    };
+    const auto accent = accents.find(symbol);
+    return accent != accents.end() ? xkb_utf32_to_keysym(accent->second) : symbol;
+}
+
 /// The text of the first level of `key` in `group`; empty when it prints nothing.
 std::string unshiftedText(xkb_keymap* keymap, xkb_keycode_t key, xkb_layout_index_t group) {
     const xkb_keysym_t* symbols = nullptr;
@@ -26,7 +50,7 @@ std::string unshiftedText(xkb_keymap* keymap, xkb_keycode_t key, xkb_layout_inde
         return {};
     }
     std::array<char, 16> text{};
-    const auto length = xkb_keysym_to_utf8(symbols[0], text.data(), text.size());
+    const auto length = xkb_keysym_to_utf8(spacingForm(symbols[0]), text.data(), text.size());
     if (length <= 1 || static_cast<unsigned char>(text[0]) < 0x20 || text[0] == 0x7F) {
         return {};  // nothing, or a control character
     }
@@ -78,17 +102,35 @@ std::optional<std::string> XkbKeyboardLayout::character(std::uint16_t virtualKey
     if (!state) {
         return std::nullopt;
     }
+    auto* readOn = keymap.get();
     auto group = xkb_state_serialize_layout(state.get(), XKB_STATE_LAYOUT_EFFECTIVE);
-    if (!printsLatinLetters(keymap.get(), group)) {
-        for (xkb_layout_index_t other = 0; other < xkb_keymap_num_layouts(keymap.get()); ++other) {
-            if (printsLatinLetters(keymap.get(), other)) {
-                group = other;
-                break;
-            }
+    if (!printsLatinLetters(readOn, group)) {
+        const auto groups = xkb_keymap_num_layouts(readOn);
+        group = 0;
+        while (group < groups && !printsLatinLetters(readOn, group)) {
+            ++group;
+        }
+        if (group == groups) {
+            readOn = usKeymap();
+            group = 0;
         }
     }
-    auto text = unshiftedText(keymap.get(), *key, group);
+    if (readOn == nullptr) {
+        return std::nullopt;
+    }
+    auto text = unshiftedText(readOn, *key, group);
     return text.empty() ? std::nullopt : std::optional(std::move(text));
+}
+
+xkb_keymap* XkbKeyboardLayout::usKeymap() const {
+    if (!m_usKeymap) {
+        const Context context(xkb_context_new(XKB_CONTEXT_NO_FLAGS), &xkb_context_unref);
+        const xkb_rule_names names{nullptr, nullptr, "us", nullptr, nullptr};
+        m_usKeymap = std::shared_ptr<xkb_keymap>(
+            context ? xkb_keymap_new_from_names(context.get(), &names, XKB_KEYMAP_COMPILE_NO_FLAGS) : nullptr,
+            &xkb_keymap_unref);
+    }
+    return m_usKeymap.get();
 }
 
 }  // namespace moritane

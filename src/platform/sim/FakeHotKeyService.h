@@ -32,7 +32,7 @@ public:
                                     const std::vector<GlobalShortcuts::EventTypeSpec>& types) override;
     OSStatus removeEventTypesFromHandler(EventHandlerRef handler,
                                          const std::vector<GlobalShortcuts::EventTypeSpec>& types) override;
-    [[nodiscard]] OperatingSystemVersion operatingSystemVersion() const override { return version; }
+    [[nodiscard]] RawKeySource rawKeySource() const override { return rawKeys; }
     std::optional<GlobalShortcuts::ApplicationEvent> nextEvent() override;
     void postEvent(GlobalShortcuts::ApplicationEvent event, bool atStart) override;
     RunLoopObserverRef createRunLoopObserver(std::function<void()> beforeSources) override;
@@ -54,7 +54,7 @@ public:
     std::vector<std::string> calls;
     std::set<std::uint32_t> handledKinds;
     std::deque<GlobalShortcuts::ApplicationEvent> applicationEvents;
-    OperatingSystemVersion version{6, 1, 0};
+    RawKeySource rawKeys = RawKeySource::eventHandler;
     std::size_t handlersInstalled = 0;
 
 private:

@@ -84,6 +84,16 @@ std::size_t ManualRunLoop::waitAndDrainMain() {
     return drainMain();
 }
 
+std::size_t ManualRunLoop::waitAndDrainMain(std::chrono::milliseconds timeout) {
+    {
+        std::unique_lock lock(m_workMutex);
+        if (!m_workPosted.wait_for(lock, timeout, [this] { return !m_work.empty(); })) {
+            return 0;
+        }
+    }
+    return drainMain();
+}
+
 std::shared_ptr<ManualRunLoop::ManualTimer> ManualRunLoop::nextDueTimer(TimePoint limit) const {
     std::shared_ptr<ManualTimer> next;
     for (const auto& timer : m_timers) {

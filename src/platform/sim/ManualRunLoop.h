@@ -37,6 +37,8 @@ public:
     /// Waits until some work is posted (by another thread), then drains the main queue. For tests
     /// whose other threads wait on the main thread.
     std::size_t waitAndDrainMain();
+    /// The same, giving up after `timeout` with nothing run.
+    std::size_t waitAndDrainMain(std::chrono::milliseconds timeout);
 
     /// Moves time on by `duration`, firing each timer that falls due in the current mode at its
     /// own time, in time order, and draining the main queue after each firing and at the end.

@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+#include <vector>
+
 namespace moritane {
 namespace {
 
@@ -13,17 +17,32 @@ using namespace GlobalShortcuts;
 TEST(XkbKeyboardLayoutTest, TheTextOfAKeyFollowsTheLayoutSetOnTheServer) {
     const testing::XvfbServer server;
     const XkbKeyboardLayout layout(server.display().c_str());
-    ASSERT_TRUE(server.run({"setxkbmap", "-display", server.display(), "us"}));
-    EXPECT_EQ(layout.character(Key::y.rawValue), "y");
-    EXPECT_EQ(layout.character(Key::minus.rawValue), "-");
-    EXPECT_EQ(description(Shortcut::make(Key::y, ModifierFlags::command), layout), "\u2318Y");
-    ASSERT_TRUE(server.run({"setxkbmap", "-display", server.display(), "de"}));
-    EXPECT_EQ(layout.character(Key::y.rawValue), "z");
-    EXPECT_EQ(layout.character(Key::minus.rawValue), "\u00DF");
-    EXPECT_EQ(layout.character(Key::return_.rawValue), std::nullopt);  // prints nothing
-    // A layout without Latin letters: shortcuts read on the Latin group beside it.
-    ASSERT_TRUE(server.run({"setxkbmap", "-display", server.display(), "-layout", "ru,fr"}));
-    EXPECT_EQ(layout.character(Key::q.rawValue), "a");
+    struct Case {
+        std::vector<std::string> setxkbmap;
+        Key key;
+        std::optional<std::string> text;
+    };
+    for (const auto& [setxkbmap, key, text] : std::vector<Case>{
+             {{"us"}, Key::y, "y"},
+             {{"us"}, Key::minus, "-"},
+             {{"de"}, Key::y, "z"},
+             {{"de"}, Key::minus, "\u00DF"},
+             {{"de"}, Key::return_, std::nullopt},  // prints nothing
+             // Dead keys read as their accent.
+             {{"de"}, Key::backtick, "^"},
+             {{"de"}, Key::equal, "\u00B4"},
+             {{"fr"}, Key::leftBracket, "^"},
+             // Without Latin letters, shortcuts read on the Latin group beside it, else on the US layout.
+             {{"-layout", "ru,fr"}, Key::q, "a"},
+             {{"ru"}, Key::q, "q"},
+             {{"ru"}, Key::backtick, "`"},
+         }) {
+        std::vector<std::string> command{"setxkbmap", "-display", server.display()};
+        command.insert(command.end(), setxkbmap.begin(), setxkbmap.end());
+        ASSERT_TRUE(server.run(command));
+        EXPECT_EQ(layout.character(static_cast<std::uint16_t>(key.rawValue)), text)
+            << setxkbmap.back() << " " << key.rawValue;
+    }
 }
 
 TEST(XkbKeyboardLayoutTest, WithoutADisplayNoKeyHasText) {
