@@ -1,7 +1,6 @@
 #include "camera/SharedStore.h"
 
 #include "platform/sim/FakeAppGroupContainer.h"
-#include "support/Files.h"
 #include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@ namespace moritane {
 namespace {
 
 using testing::TemporaryDirectory;
-using namespace std::chrono_literals;
 
 TEST(SharedStoreTest, TheContainerWinsAndTheFixedDirectoryIsNotMade) {
     const TemporaryDirectory root;
@@ -63,29 +61,6 @@ TEST(SharedStoreTest, ImagesDirectoryIsMadeAtEveryReadAndAFileInTheWayIsIgnored)
     testing::writeFile(root / "Images", "not a folder");
     EXPECT_EQ(store.imagesDirectoryURL(), root / "Images" / "");
     EXPECT_EQ(testing::readFile(root / "Images"), "not a folder");
-}
-
-TEST(SharedStoreTest, HeartbeatIsMadeEmptyWhenMissingAndOnlyItsTimeChanges) {
-    const TemporaryDirectory root;
-    const FakeAppGroupContainer container(root.path(), root / "fixed");
-    const SharedStore store(container);
-    const auto first = std::chrono::system_clock::time_point(1800000000s);
-    store.refreshHeartbeat(first);
-    EXPECT_EQ(files::modificationTime(root / "heartbeat"), first);
-    store.refreshHeartbeat(first + 1s);
-    EXPECT_EQ(files::modificationTime(root / "heartbeat"), first + 1s);
-    std::filesystem::remove(root / "heartbeat");
-    store.refreshHeartbeat(first + 2s);
-    EXPECT_EQ(files::modificationTime(root / "heartbeat"), first + 2s);
-    EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
-}
-
-TEST(SharedStoreTest, HeartbeatFailuresAreDropped) {
-    const TemporaryDirectory root;
-    const FakeAppGroupContainer container(root / "missing", root / "fixed");
-    const SharedStore store(container);
-    store.refreshHeartbeat(std::chrono::system_clock::now());
-    EXPECT_FALSE(std::filesystem::exists(root / "missing"));
 }
 
 }  // namespace
