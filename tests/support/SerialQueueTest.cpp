@@ -18,11 +18,11 @@ TEST(SerialQueueTest, RunsWorkFromManyThreadsInOrderOnOneThreadOfItsOwn) {
         SerialQueue queue("com.orsk.moritane.test");
         EXPECT_EQ(queue.label(), "com.orsk.moritane.test");
         std::vector<std::thread> producers;
-        for (std::size_t t = 0; t < order.size(); ++t) {
-            producers.emplace_back([&, t] {
+        for (auto& produced : order) {
+            producers.emplace_back([&, list = &produced] {
                 for (int i = 0; i < 250; ++i) {
-                    queue.async([&, t, i] {
-                        order.at(t).push_back(i);
+                    queue.async([&, list, i] {
+                        list->push_back(i);
                         threads.insert(std::this_thread::get_id());
                     });
                 }
