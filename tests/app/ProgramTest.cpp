@@ -1,17 +1,14 @@
 #include "support/Files.h"
+#include "testsupport/Process.h"
 #include "testsupport/TemporaryDirectory.h"
 #include "testsupport/Xvfb.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
-#include <csignal>
 
 extern char** environ;
 
@@ -20,93 +17,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The moritane program, started on a home directory of the test's, with its standard error read
-/// line by line.
-class RunningProgram {
-public:
-    explicit RunningProgram(const std::filesystem::path& home, const std::vector<std::string>& extraVariables = {}) {
-        std::array<int, 2> pipe{};
-        if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
-            throw std::runtime_error("pipe");
-        }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, pipe[1], 2);
-        std::vector<std::string> variables{"HOME=" + home.string(), "LANG=C.UTF-8", "QT_QPA_PLATFORM=offscreen"};
-        variables.insert(variables.end(), extraVariables.begin(), extraVariables.end());
-        for (char** entry = environ; *entry != nullptr; ++entry) {
-            const std::string_view variable(*entry);
-            if (variable.starts_with("PATH=") || variable.starts_with("ASAN_") || variable.starts_with("UBSAN_")) {
-                variables.emplace_back(variable);
-            }
-        }
-        std::vector<char*> environment;
-        for (auto& variable : variables) {
-            environment.push_back(variable.data());
-        }
-        environment.push_back(nullptr);
-        std::string program = MORITANE_PROGRAM;
-        std::array<char*, 2> arguments{program.data(), nullptr};
-        const int result =
-            ::posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments.data(), environment.data());
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(pipe[1]);
-        m_stderr = pipe[0];
-        if (result != 0) {
-            throw std::runtime_error("posix_spawn");
+/// The moritane program, started on a home directory of the test's; its standard error is read.
+testing::ChildProcess startProgram(const std::filesystem::path& home, std::vector<std::string> variables = {}) {
+    variables.insert(variables.end(), {"HOME=" + home.string(), "LANG=C.UTF-8", "QT_QPA_PLATFORM=offscreen"});
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string_view variable(*entry);
+        if (variable.starts_with("PATH=") || variable.starts_with("ASAN_") || variable.starts_with("UBSAN_")) {
+            variables.emplace_back(variable);
         }
     }
-    RunningProgram(const RunningProgram&) = delete;
-    RunningProgram& operator=(const RunningProgram&) = delete;
-    RunningProgram(RunningProgram&&) = delete;
-    RunningProgram& operator=(RunningProgram&&) = delete;
-    ~RunningProgram() {
-        stop();
-        ::close(m_stderr);
-    }
-
-    /// Reads standard error until a line after the last one waited for contains `text`; false
-    /// when the program says nothing of the kind within the limit.
-    bool waitForLine(std::string_view text, std::chrono::milliseconds limit = 20s) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (m_output.find(text, m_searchFrom) == std::string::npos) {
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            pollfd descriptor{m_stderr, POLLIN, 0};
-            if (left.count() <= 0 || ::poll(&descriptor, 1, static_cast<int>(left.count())) <= 0) {
-                return false;
-            }
-            std::array<char, 4096> buffer{};
-            const auto count = ::read(m_stderr, buffer.data(), buffer.size());
-            if (count <= 0) {
-                return false;
-            }
-            m_output.append(buffer.data(), static_cast<std::size_t>(count));
-        }
-        m_searchFrom = m_output.find(text, m_searchFrom) + text.size();
-        return true;
-    }
-
-    [[nodiscard]] const std::string& output() const { return m_output; }
-
-    /// Ends the program as the system would and reports whether it ended by that signal.
-    bool stop() {
-        if (m_pid <= 0) {
-            return false;
-        }
-        ::kill(m_pid, SIGTERM);
-        int status = 0;
-        ::waitpid(m_pid, &status, 0);
-        m_pid = -1;
-        return WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM;
-    }
-
-private:
-    pid_t m_pid = -1;
-    int m_stderr = -1;
-    std::string m_output;
-    std::size_t m_searchFrom = 0;
-};
+    return {{MORITANE_PROGRAM}, variables, STDERR_FILENO};
+}
 
 /// Waits for `count` changes of the times of `name` in `directory` (setting the modification time
 /// alone is reported as a modification); returns its modification time after each.
@@ -137,8 +58,8 @@ std::vector<std::chrono::system_clock::time_point> awaitTouches(const std::files
 TEST(ProgramTest, AFirstStartWritesOffAndTheHeartbeatMovesEverySecond) {
     const testing::TemporaryDirectory home;
     const auto shared = home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane";
-    RunningProgram program(home.path());
-    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=off image=nil camera=nil")) << program.output();
+    auto program = startProgram(home.path());
+    ASSERT_TRUE(program.waitFor("CameraManager: wrote state mode=off image=nil camera=nil")) << program.output();
     EXPECT_EQ(testing::readFile(shared / "state.json"), R"({"mode":"off"})");
     const auto touches = awaitTouches(shared, "heartbeat", 3);
     ASSERT_EQ(touches.size(), 3U);
@@ -152,35 +73,18 @@ TEST(ProgramTest, AFirstStartWritesOffAndTheHeartbeatMovesEverySecond) {
     EXPECT_EQ(testing::readFile(shared / "state.json"), R"({"mode":"off"})");
 }
 
-TEST(ProgramTest, AStoredImageStateSurvivesARestart) {
-    const testing::TemporaryDirectory home;
-    const auto shared = home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane";
-    std::filesystem::create_directories(shared);
-    const std::string stored =
-        R"({"mode":"image","selectedImageId":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8","selectedCameraId":"usb-1"})";
-    testing::writeFile(shared / "state.json", stored);
-    for (int start = 0; start < 2; ++start) {
-        RunningProgram program(home.path());
-        ASSERT_TRUE(program.waitForLine(
-            "CameraManager: wrote state mode=image image=6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8 camera=usb-1"))
-            << program.output();
-        EXPECT_TRUE(program.stop());
-        EXPECT_EQ(testing::readFile(shared / "state.json"), stored);
-    }
-}
-
 // Until this edition can install its camera extension, the installer's status says so plainly.
 TEST(ProgramTest, AfterOnboardingTheExtensionIsActivatedAndTheFailureIsTold) {
     const testing::TemporaryDirectory home;
     std::filesystem::create_directories(home / ".config/moritane");
     testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
-    RunningProgram program(home.path());
-    ASSERT_TRUE(program.waitForLine("SystemExtensionInstaller: Camera extension: not installed")) << program.output();
-    ASSERT_TRUE(program.waitForLine("SystemExtensionInstaller: Camera extension: installing")) << program.output();
+    auto program = startProgram(home.path());
+    ASSERT_TRUE(program.waitFor("SystemExtensionInstaller: Camera extension: not installed")) << program.output();
+    ASSERT_TRUE(program.waitFor("SystemExtensionInstaller: Camera extension: installing")) << program.output();
     ASSERT_TRUE(
-        program.waitForLine("SystemExtensionInstaller: Camera extension: failed. Something went wrong while "
-                            "installing the camera extension. (OSSystemExtensionErrorDomain #1: This edition "
-                            "of Moritane cannot install its camera extension yet)"))
+        program.waitFor("SystemExtensionInstaller: Camera extension: failed. Something went wrong while "
+                        "installing the camera extension. (OSSystemExtensionErrorDomain #1: This edition "
+                        "of Moritane cannot install its camera extension yet)"))
         << program.output();
     EXPECT_EQ(program.output().find("Camera extension: active"), std::string::npos) << program.output();
     if (!files::exists("/run/systemd/journal/socket")) {  // without a journal its lines are told here
@@ -206,8 +110,8 @@ TEST(ProgramTest, PipesLinksAndLeftoversWhereItsFilesBelongNeitherStopNorMislead
     const auto leftover = shared / ".state.json.6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8.tmp";
     testing::writeFile(leftover, "{");
     files::setModificationTime(leftover, std::chrono::system_clock::now() - 1min);
-    RunningProgram program(home.path());
-    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=off image=nil camera=nil")) << program.output();
+    auto program = startProgram(home.path());
+    ASSERT_TRUE(program.waitFor("CameraManager: wrote state mode=off image=nil camera=nil")) << program.output();
     EXPECT_EQ(awaitTouches(shared, "heartbeat", 1).size(), 1U);
     EXPECT_EQ(testing::readFile(home / "victim"), "precious");
     EXPECT_EQ(files::modificationTime(home / "victim"), victimTime);
@@ -215,8 +119,9 @@ TEST(ProgramTest, PipesLinksAndLeftoversWhereItsFilesBelongNeitherStopNorMislead
     EXPECT_NE(program.output().find("Defaults: could not load"), std::string::npos) << program.output();
 }
 
-// The default shortcuts, pressed on a real X server as any program would see them.
-TEST(ProgramTest, TheDefaultShortcutsSwitchTheCameraWhicheverProgramHasTheKeyboard) {
+// A stored state is taken up at start; the default shortcuts, pressed on a real X server as any
+// program would see them, then switch the camera and keep the chosen camera.
+TEST(ProgramTest, TheStoredStateIsTakenUpAndTheDefaultShortcutsSwitchTheCamera) {
     const testing::XvfbServer server;
     const testing::TemporaryDirectory home;
     const auto shared = home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane";
@@ -224,20 +129,27 @@ TEST(ProgramTest, TheDefaultShortcutsSwitchTheCameraWhicheverProgramHasTheKeyboa
     testing::writeFile(shared / "Images" / "F00D0000-0000-4000-8000-000000000000_beach.png", "png");
     testing::writeFile(shared / "images.json", R"([{"id":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8","name":"beach",)"
                                                R"("fileName":"F00D0000-0000-4000-8000-000000000000_beach.png"}])");
-    RunningProgram program(home.path(), {"DISPLAY=" + server.display()});
-    ASSERT_TRUE(program.waitForLine("Shortcuts: camera on: \u2303\u2325\u23181")) << program.output();
-    ASSERT_TRUE(program.waitForLine("Cameras: ")) << program.output();  // the start-up is through
+    const std::string stored =
+        R"({"mode":"image","selectedImageId":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8","selectedCameraId":"usb-1"})";
+    testing::writeFile(shared / "state.json", stored);
+    auto program = startProgram(home.path(), {"DISPLAY=" + server.display()});
+    ASSERT_TRUE(program.waitFor(
+        "CameraManager: wrote state mode=image image=6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8 camera=usb-1"))
+        << program.output();
+    EXPECT_EQ(testing::readFile(shared / "state.json"), stored);
+    ASSERT_TRUE(program.waitFor("Shortcuts: camera on: \u2303\u2325\u23181")) << program.output();
+    ASSERT_TRUE(program.waitFor("Cameras: ")) << program.output();  // the start-up is through
 
     ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+1"}));
-    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=camera")) << program.output();
-    EXPECT_EQ(testing::readFile(shared / "state.json"), R"({"mode":"camera"})");
+    ASSERT_TRUE(program.waitFor("CameraManager: wrote state mode=camera")) << program.output();
+    EXPECT_EQ(testing::readFile(shared / "state.json"), R"({"mode":"camera","selectedCameraId":"usb-1"})");
     ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+0"}));
-    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=off")) << program.output();
+    ASSERT_TRUE(program.waitFor("CameraManager: wrote state mode=off")) << program.output();
     ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+2"}));
-    ASSERT_TRUE(program.waitForLine("CameraManager: wrote state mode=image image=6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8"))
+    ASSERT_TRUE(program.waitFor("CameraManager: wrote state mode=image image=6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8"))
         << program.output();
-    EXPECT_EQ(testing::readFile(shared / "state.json"),
-              R"({"mode":"image","selectedImageId":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8"})");
+    EXPECT_TRUE(program.stop());
+    EXPECT_EQ(testing::readFile(shared / "state.json"), stored);
     EXPECT_EQ(program.output().find("are off"), std::string::npos) << program.output();
 }
 

@@ -77,17 +77,9 @@ TEST_F(CameraManagerTest, ALastImageThatSpellsNoUuidReadsAsNone) {
 }
 
 TEST_F(CameraManagerTest, AnUnreadableStateFileStartsSilentlyInOff) {
-    const std::vector<std::string> contents{
-        "",
-        R"({"mode":"camera")",
-        "\xff\xfe{\"mode\":\"camera\"}",
-        R"({"mode":"Camera"})",
-        R"({"mode":"video"})",
-        R"({"mode":"image","selectedImageId":"1234"})",
-        R"({"mode":"camera","selectedCameraId":3})",
-        R"([{"mode":"camera"}])",
-        R"({"mode":"camera"})" + std::string(70000, ' '),
-    };
+    // Which texts the decoder refuses is its own test's business; here one of each way to fail.
+    const std::vector<std::string> contents{R"({"mode":"camera")", R"({"mode":"video"})",
+                                            R"({"mode":"camera"})" + std::string(70000, ' ')};
     for (const auto& content : contents) {
         testing::writeFile(root / "state.json", content);
         log.clear();
@@ -98,37 +90,22 @@ TEST_F(CameraManagerTest, AnUnreadableStateFileStartsSilentlyInOff) {
     }
 }
 
-TEST_F(CameraManagerTest, NullAndExtraKeysAreReadAsTheyCome) {
-    testing::writeFile(root / "state.json", R"({"mode":"camera","selectedCameraId":null,"version":3})");
-    const auto manager = make();
-    EXPECT_EQ(manager->currentMode.value(), CameraMode::camera);
-    EXPECT_EQ(manager->selectedCameraId.value(), std::nullopt);
-    EXPECT_EQ(stateFile(), R"({"mode":"camera"})");
-}
-
-TEST_F(CameraManagerTest, EveryOperationWritesAndLogsEvenWithoutAChange) {
+TEST_F(CameraManagerTest, EveryOperationWritesAndLogsAndLeavingImageModeKeepsTheLastImage) {
     const auto manager = make();
     log.clear();
     manager->turnOff();
     manager->switchToCamera();
     manager->switchToCamera();
     manager->selectImage(kFirst);
+    manager->turnOff();
     EXPECT_EQ(log.lines(),
               (std::vector<std::string>{
                   "CameraManager: wrote state mode=off image=nil camera=nil",
                   "CameraManager: wrote state mode=camera image=nil camera=nil",
                   "CameraManager: wrote state mode=camera image=nil camera=nil",
                   "CameraManager: wrote state mode=image image=11111111-2222-4333-8444-555555555555 camera=nil",
+                  "CameraManager: wrote state mode=off image=nil camera=nil",
               }));
-}
-
-TEST_F(CameraManagerTest, LeavingImageModeDropsTheSelectionButKeepsTheLastImage) {
-    const auto manager = make();
-    manager->selectImage(kFirst);
-    EXPECT_EQ(defaults.string("lastSelectedImageId"), "11111111-2222-4333-8444-555555555555");
-    manager->switchToCamera();
-    EXPECT_EQ(stateFile(), R"({"mode":"camera"})");
-    EXPECT_EQ(manager->selectedImageId.value(), std::nullopt);
     EXPECT_EQ(manager->lastSelectedImageId(), kFirst);
     EXPECT_EQ(defaults.string("lastSelectedImageId"), "11111111-2222-4333-8444-555555555555");
 }
@@ -167,26 +144,21 @@ TEST_F(CameraManagerTest, SubscribersHearTheModeBeforeTheImageAndNeverAHalfWritt
 }
 
 TEST_F(CameraManagerTest, AFailedWriteIsLoggedAndMemoryRunsAhead) {
-    std::filesystem::create_directory(root / "state.json");
     const auto manager = make();
+    manager->selectedCameraId = std::string("bad \xc3 byte");  // cannot be encoded
+    log.clear();
     manager->switchToCamera();
     EXPECT_EQ(manager->currentMode.value(), CameraMode::camera);
-    const auto lines = log.lines();
-    ASSERT_EQ(lines.size(), 2U);
-    for (const auto& line : lines) {
-        EXPECT_TRUE(line.starts_with("CameraManager: failed to write state.json: ")) << line;
-        EXPECT_NE(line.find("state.json\": Is a directory"), std::string::npos) << line;
-    }
-}
-
-TEST_F(CameraManagerTest, ACameraIdThatCannotBeEncodedIsAFailedWrite) {
-    const auto manager = make();
-    manager->selectedCameraId = std::string("bad \xc3 byte");
-    log.clear();
-    manager->writeState();
-    ASSERT_EQ(log.lines().size(), 1U);
-    EXPECT_TRUE(log.lines()[0].starts_with("CameraManager: failed to write state.json: ")) << log.lines()[0];
     EXPECT_EQ(stateFile(), R"({"mode":"off"})");
+    manager->selectedCameraId = std::nullopt;
+    std::filesystem::remove(root / "state.json");
+    std::filesystem::create_directory(root / "state.json");
+    manager->turnOff();
+    ASSERT_EQ(log.lines().size(), 2U);
+    for (const auto& line : log.lines()) {
+        EXPECT_TRUE(line.starts_with("CameraManager: failed to write state.json: ")) << line;
+    }
+    EXPECT_NE(log.lines()[1].find("state.json\": Is a directory"), std::string::npos) << log.lines()[1];
 }
 
 TEST_F(CameraManagerTest, HeartbeatMovesEverySecondInEveryModeButNotWhileAMenuIsTracked) {
@@ -205,13 +177,14 @@ TEST_F(CameraManagerTest, HeartbeatMovesEverySecondInEveryModeButNotWhileAMenuIs
     loop.setMode(RunLoopMode::defaultMode);
     loop.advance(0ms);
     EXPECT_EQ(heartbeat(), start + 5500ms);
-}
 
-TEST_F(CameraManagerTest, ADeletedHeartbeatComesBackAtTheNextTick) {
-    const auto manager = make();
     std::filesystem::remove(root / "heartbeat");
-    loop.advance(1000ms);
+    loop.advance(500ms);
+    EXPECT_EQ(heartbeat(), start + 6s);
     EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
+    container.container = root / "gone";
+    loop.advance(1000ms);
+    EXPECT_FALSE(std::filesystem::exists(root / "gone"));  // a refresh that fails is dropped
 }
 
 TEST_F(CameraManagerTest, TheTimerHoldsTheManagerWeakly) {
@@ -222,13 +195,6 @@ TEST_F(CameraManagerTest, TheTimerHoldsTheManagerWeakly) {
     std::filesystem::remove(root / "heartbeat");
     loop.advance(3000ms);
     EXPECT_FALSE(std::filesystem::exists(root / "heartbeat"));
-}
-
-TEST_F(CameraManagerTest, WithoutAContainerTheFilesGoToTheFixedDirectory) {
-    container.container = std::nullopt;
-    const auto manager = make();
-    EXPECT_EQ(testing::readFile(root / "fixed" / "state.json"), R"({"mode":"off"})");
-    EXPECT_TRUE(std::filesystem::exists(root / "fixed" / "heartbeat"));
 }
 
 }  // namespace

@@ -5,14 +5,6 @@
 namespace moritane::Constants {
 namespace {
 
-TEST(ConstantsTest, ModesReadOnlyTheirExactRawValues) {
-    for (const auto mode : {CameraMode::off, CameraMode::camera, CameraMode::image}) {
-        EXPECT_EQ(cameraModeFromRawValue(rawValue(mode)), mode);
-    }
-    EXPECT_EQ(cameraModeFromRawValue("Image"), std::nullopt);
-    EXPECT_EQ(cameraModeFromRawValue(""), std::nullopt);
-}
-
 TEST(ConstantsTest, LanguagePrefixFollowsTheFirstMatchingRule) {
     const std::vector<std::pair<std::string, std::string>> rows{
         {"ja", ""},       {"ja-JP", "/en"}, {"zh-Hans", "/zh"}, {"zh_TW", "/zh"}, {"zh", "/zh"},
@@ -26,8 +18,6 @@ TEST(ConstantsTest, LanguagePrefixFollowsTheFirstMatchingRule) {
 
 TEST(ConstantsTest, WebsiteUrlAlwaysEndsInASlash) {
     const std::string base(websiteBase);
-    EXPECT_TRUE(base.starts_with("https://"));
-    EXPECT_TRUE(base.ends_with("/lab/moritane"));
     EXPECT_EQ(websiteURL("support", {"en"}), base + "/en/support/");
     EXPECT_EQ(websiteURL("", {"en"}), base + "/en/");
     EXPECT_EQ(websiteURL("terms", {"ja"}), base + "/terms/");

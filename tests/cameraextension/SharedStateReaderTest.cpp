@@ -27,7 +27,7 @@ protected:
     SharedStateReader extension{root.path()};
 };
 
-TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWrites) {
+TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWritesAndShowsBlackForAnUnreadableState) {
     EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt}));
     manager->switchToCamera();
     EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::camera, std::nullopt, std::nullopt}));
@@ -36,6 +36,10 @@ TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWrites) {
     EXPECT_EQ(extension.output().cameraId, "usb-1");
     manager->turnOff();
     EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt}));
+    manager->switchToCamera();
+    testing::writeFile(root / "state.json", R"({"mode":"camera")");
+    EXPECT_FALSE(extension.state());
+    EXPECT_EQ(extension.output(), SharedStateReader::Output{});  // unreadable: black
 }
 
 TEST_F(SharedStateReaderTest, ResolvesTheShownImageThroughTheIndex) {
@@ -48,12 +52,6 @@ TEST_F(SharedStateReaderTest, ResolvesTheShownImageThroughTheIndex) {
     manager->selectImage(Uuid::random());  // not in the index
     EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::image, std::nullopt, std::nullopt}));
     EXPECT_EQ(extension.images().value().size(), 2U);
-}
-
-TEST_F(SharedStateReaderTest, AnUnreadableStateShowsBlack) {
-    testing::writeFile(root / "state.json", R"({"mode":"image")");
-    EXPECT_FALSE(extension.state());
-    EXPECT_EQ(extension.output(), SharedStateReader::Output{});
 }
 
 TEST_F(SharedStateReaderTest, TheHeartbeatAgesUntilTheNextTick) {

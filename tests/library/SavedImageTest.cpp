@@ -17,19 +17,10 @@ TEST(SavedImageTest, EncodesACompactArrayWithUpperCaseIds) {
     EXPECT_EQ(decodeSavedImages(bytes).value(), images);
 }
 
-TEST(SavedImageTest, EscapesTextAndRefusesBytesThatAreNoUtf8) {
-    const std::vector<SavedImage> images{{kId, "tab\t\"quote\" \\ 写真", "f"}};
-    EXPECT_EQ(decodeSavedImages(encodeSavedImages(images).value()).value(), images);
+TEST(SavedImageTest, RefusesToEncodeBytesThatAreNoUtf8) {
     const auto refused = encodeSavedImages({{kId, "caf\xe9", "f"}});
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().domain, "SavedImage");
-}
-
-TEST(SavedImageTest, ReadsMembersInAnyOrderIgnoringUnknownOnesAndAcceptsLowerCaseIds) {
-    const auto images =
-        decodeSavedImages(R"([{"fileName":"f","thumbnail":1,"name":"n","id":"0f1e2d3c-4b5a-4978-8695-a4b3c2d1e0f9"}])");
-    ASSERT_TRUE(images) << images.error().description;
-    EXPECT_EQ(images.value(), (std::vector<SavedImage>{{kId, "n", "f"}}));
 }
 
 TEST(SavedImageTest, OneBadObjectFailsTheWholeIndex) {

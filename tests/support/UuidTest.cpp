@@ -2,28 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <regex>
 
 namespace moritane {
 namespace {
 
-TEST(UuidTest, TextIsCanonicalUpperCaseAndReadsBack) {
+TEST(UuidTest, TextIsCanonicalUpperCaseAndReadsBackInEitherCase) {
     const auto uuid = Uuid::random();
     const auto text = uuid.uuidString();
-    ASSERT_EQ(text.size(), 36U);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (i == 8 || i == 13 || i == 18 || i == 23) {
-            EXPECT_EQ(text[i], '-');
-        } else {
-            EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(text[i])) || (text[i] >= 'A' && text[i] <= 'F'))
-                << text;
-        }
-    }
-    EXPECT_EQ(text[14], '4');  // version 4
+    EXPECT_TRUE(
+        std::regex_match(text, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+        << text;
     EXPECT_EQ(Uuid::fromString(text), uuid);
-}
-
-TEST(UuidTest, AcceptsEitherCaseAndWritesUpperCase) {
     const auto lower = Uuid::fromString("0a1b2c3d-4e5f-6a7b-8c9d-aebfc0d1e2f3");
     ASSERT_TRUE(lower);
     EXPECT_EQ(lower->uuidString(), "0A1B2C3D-4E5F-6A7B-8C9D-AEBFC0D1E2F3");
@@ -43,14 +33,6 @@ TEST(UuidTest, RejectsEverythingButTheCanonicalForm) {
          }) {
         EXPECT_FALSE(Uuid::fromString(text)) << text;
     }
-}
-
-TEST(UuidTest, RandomIdentifiersDiffer) {
-    std::set<Uuid> seen;
-    for (int i = 0; i < 1000; ++i) {
-        seen.insert(Uuid::random());
-    }
-    EXPECT_EQ(seen.size(), 1000U);
 }
 
 }  // namespace

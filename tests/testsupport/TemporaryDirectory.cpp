@@ -5,18 +5,15 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace moritane::testing {
 
 TemporaryDirectory::TemporaryDirectory() {
     auto pattern = (std::filesystem::temp_directory_path() / "moritane-test-XXXXXX").string();
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (::mkdtemp(buffer.data()) == nullptr) {
+    if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed");
     }
-    m_path = buffer.data();
+    m_path = pattern;
 }
 
 TemporaryDirectory::~TemporaryDirectory() {

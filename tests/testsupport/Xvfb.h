@@ -1,5 +1,7 @@
 #pragma once
 
+#include "testsupport/Process.h"
+
 #include <string>
 #include <vector>
 
@@ -10,18 +12,15 @@ class XvfbServer {
 public:
     /// Starts Xvfb and waits until it takes connections.
     XvfbServer();
-    XvfbServer(const XvfbServer&) = delete;
-    XvfbServer& operator=(const XvfbServer&) = delete;
-    XvfbServer(XvfbServer&&) = delete;
-    XvfbServer& operator=(XvfbServer&&) = delete;
-    ~XvfbServer();
 
     /// ":N"
     [[nodiscard]] const std::string& display() const { return m_display; }
 
     /// Runs `command` (a program on the path and its arguments) against this display and waits
     /// for it; true when it succeeded.
-    [[nodiscard]] bool run(const std::vector<std::string>& command) const;
+    [[nodiscard]] bool run(std::vector<std::string> command) const {
+        return runToEnd(std::move(command), {"DISPLAY=" + m_display, "PATH=/usr/local/bin:/usr/bin:/bin"});
+    }
 
     [[nodiscard]] bool xdotool(const std::vector<std::string>& arguments) const {
         std::vector<std::string> command{"xdotool"};
@@ -30,7 +29,7 @@ public:
     }
 
 private:
-    int m_pid = -1;
+    ChildProcess m_server;
     std::string m_display;
 };
 

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace moritane::testing {
+
+/// A program a test starts; one of its descriptors is a pipe the test reads. Ended with SIGTERM
+/// when it goes.
+class ChildProcess {
+public:
+    /// Starts `command` (a program on the path and its arguments) with only `environment`, its
+    /// descriptor `output` writing to the pipe; standard error goes to /dev/null unless it is `output`.
+    ChildProcess(std::vector<std::string> command, std::vector<std::string> environment, int output);
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    ChildProcess(ChildProcess&&) = delete;
+    ChildProcess& operator=(ChildProcess&&) = delete;
+    ~ChildProcess();
+
+    /// Reads until the output after the last text waited for contains `text`; false when it does
+    /// not come within `limit` or the pipe closes.
+    bool waitFor(std::string_view text, std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+    [[nodiscard]] const std::string& output() const { return m_output; }
+
+    /// Ends the program as the system would; true when it ended by that signal.
+    bool stop();
+
+private:
+    int m_pid = -1;
+    int m_pipe = -1;
+    std::string m_output;
+    std::size_t m_searchFrom = 0;
+};
+
+/// Runs `command` with only `environment` to its end; true when it succeeded.
+bool runToEnd(std::vector<std::string> command, std::vector<std::string> environment);
+
+}  // namespace moritane::testing
