@@ -1,6 +1,7 @@
 #include "camera/SharedStore.h"
 
 #include "platform/sim/FakeAppGroupContainer.h"
+#include "support/Files.h"
 #include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@ namespace moritane {
 namespace {
 
 using testing::TemporaryDirectory;
+using namespace std::chrono_literals;
 
 TEST(SharedStoreTest, TheContainerWinsAndTheFixedDirectoryIsNotMade) {
     const TemporaryDirectory root;
