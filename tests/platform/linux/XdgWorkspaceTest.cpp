@@ -24,12 +24,11 @@ TEST_F(XdgWorkspaceTest, ProgramsAreFoundOnThePathOnlyWhenExecutable) {
     const auto path = "/nonexistent::" + bin.path().string();
     EXPECT_EQ(XdgWorkspace::findProgram("xdg-open", path), (bin / "xdg-open").string());
     EXPECT_EQ(XdgWorkspace::findProgram("not-executable", path), std::nullopt);
-    EXPECT_EQ(XdgWorkspace::findProgram("xdg-open", "/nonexistent"), std::nullopt);
 }
 
 // The camera privacy settings lead to where a user learns how to be let at the cameras.
-TEST_F(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsGoToXdgOpen) {
-    const XdgWorkspace workspace({bin.path().string()}, {"fr", "en"});
+TEST_F(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsAreOpenedWithXdgOpen) {
+    XdgWorkspace workspace({bin.path().string()}, {"fr", "en"});
     const auto opener = (bin / "xdg-open").string();
     struct Case {
         std::string_view url;
@@ -46,10 +45,6 @@ TEST_F(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsGoToXdgOpen) {
         EXPECT_EQ(workspace.commandFor(url), command) << url;
     }
     EXPECT_EQ(XdgWorkspace({"/nonexistent"}, {}).commandFor("https://example.com"), std::nullopt);
-}
-
-TEST_F(XdgWorkspaceTest, OpeningReportsWhetherAProgramWasStarted) {
-    XdgWorkspace workspace({bin.path().string()}, {});
     EXPECT_TRUE(workspace.openURL("https://example.com/"));
     EXPECT_TRUE(workspace.openURL(cameraPrivacySettingsURL));
     EXPECT_FALSE(workspace.openURL(extensionSettingsURL));
