@@ -25,27 +25,31 @@ SymbolicHotKeys::Entry hotKey(bool enabled, std::int64_t code, std::int64_t modi
             {"kHISymbolicHotKeyModifiers", modifiers}};
 }
 
-TEST(ShortcutDisplayTest, DescriptionsPutTheModifiersInTheirFixedOrderBeforeTheCapitalisedKey) {
+TEST(ShortcutDisplayTest, KeysReadAsTheLayoutOfTheMomentPrintsThemOrAsTheirFixedText) {
     FakeKeyboardLayout layout;
-    for (const auto& [shortcut, text] : std::vector<std::pair<Shortcut, std::string>>{
-             {Shortcut::make(Key::zero, 0x1C0000), "\u2303\u2325\u23180"},
-             {Shortcut::make(Key::a, kCommand | kShift | ModifierFlags::control), "\u2303\u21E7\u2318A"},
-             {Shortcut{Key::space.rawValue, 0x100}, "\u2318Space"},
-             {Shortcut{Key::f1.rawValue, 0}, "F1"},
-             {Shortcut{Key::keypad7.rawValue, 0}, "7\u20E3"},
+    struct Case {
+        Shortcut shortcut;
+        std::string description;
+        std::string keyEquivalent;
+    };
+    for (const auto& [shortcut, text, equivalent] : std::vector<Case>{
+             {Shortcut::make(Key::zero, 0x1C0000), "\u2303\u2325\u23180", "0"},
+             {Shortcut::make(Key::a, kCommand | kShift | ModifierFlags::control), "\u2303\u21E7\u2318A", "a"},
+             {Shortcut{Key::y.rawValue, 0x100}, "\u2318Y", "y"},
+             {Shortcut{Key::space.rawValue, 0x100}, "\u2318Space", " "},
+             {Shortcut{Key::f1.rawValue, 0}, "F1", "\uF704"},
+             {Shortcut{Key::f20.rawValue, 0}, "F20", "\uF717"},
+             {Shortcut{Key::upArrow.rawValue, 0}, "\u2191", "\u2191"},
+             {Shortcut{Key::keypad7.rawValue, 0}, "7\u20E3", ""},  // two characters, no entry
          }) {
         EXPECT_EQ(description(shortcut, layout), text) << shortcut.carbonKeyCode;
+        EXPECT_EQ(keyEquivalent(shortcut, layout), equivalent) << shortcut.carbonKeyCode;
     }
     EXPECT_EQ(modifierDescription(ModifierFlags::function | kCommand | ModifierFlags::option),
               "\u2325\u2318\U0001F310\uFE0E");
-}
 
-TEST(ShortcutDisplayTest, LayoutKeysFollowTheLayoutOfTheMomentAndTableKeysNeverAskIt) {
-    FakeKeyboardLayout layout;
-    const Shortcut y{Key::y.rawValue, 0x100};
-    EXPECT_EQ(description(y, layout), "\u2318Y");
     layout.current = Layout::german;
-    EXPECT_EQ(description(y, layout), "\u2318Z");
+    EXPECT_EQ(description(Shortcut{Key::y.rawValue, 0x100}, layout), "\u2318Z");
     EXPECT_EQ(description(Shortcut{Key::minus.rawValue, 0}, layout), "\u00DF");  // no single capital
     layout.asked = 0;
     for (const auto key : {Key::return_, Key::delete_, Key::escape, Key::f20, Key::keypadEnter, Key::upArrow}) {
@@ -54,39 +58,25 @@ TEST(ShortcutDisplayTest, LayoutKeysFollowTheLayoutOfTheMomentAndTableKeysNeverA
     EXPECT_EQ(layout.asked, 0);
     layout.current = Layout::none;
     EXPECT_EQ(description(Shortcut{Key::a.rawValue, kCtrlOptCmd}, layout), "\u2303\u2325\u2318\uFFFD");
-}
-
-TEST(ShortcutDisplayTest, KeyEquivalentsAreOneCharacter) {
-    FakeKeyboardLayout layout;
-    for (const auto& [key, equivalent] : std::vector<std::pair<Key, std::string>>{
-             {Key::space, " "},
-             {Key::f1, "\uF704"},
-             {Key::f20, "\uF717"},
-             {Key::b, "b"},
-             {Key::upArrow, "\u2191"},
-             {Key::keypad1, ""},  // two characters, no entry
-         }) {
-        EXPECT_EQ(keyEquivalent(Shortcut{key.rawValue, 0}, layout), equivalent) << key.rawValue;
-    }
-    layout.current = Layout::none;
     EXPECT_EQ(keyEquivalent(Shortcut{Key::b.rawValue, 0}, layout), "");
 }
 
 TEST(ShortcutDisplayTest, OnlyWellFormedEnabledSystemShortcutsCountAndF12AloneNeverDoes) {
+    auto enabledAsNumber = hotKey(true, 0, 0);
+    enabledAsNumber["kHISymbolicHotKeyEnabled"] = std::int64_t{1};
+    auto codeAsText = hotKey(true, 1, 0);
+    codeAsText["kHISymbolicHotKeyCode"] = std::string("1");
+    auto noModifiers = hotKey(true, 2, 0);
+    noModifiers.erase("kHISymbolicHotKeyModifiers");
     FakeSymbolicHotKeys system;
-    system.entries = std::vector<SymbolicHotKeys::Entry>{
-        hotKey(true, Key::space.rawValue, 0x100 | 0x1),  // modifiers normalised
-        hotKey(false, Key::a.rawValue, 0x100),
-        hotKey(true, Key::f12.rawValue, 0),
-        hotKey(true, Key::f12.rawValue, 0x800),
-        {{"kHISymbolicHotKeyEnabled", std::int64_t{1}},
-         {"kHISymbolicHotKeyCode", std::int64_t{0}},
-         {"kHISymbolicHotKeyModifiers", std::int64_t{0}}},
-        {{"kHISymbolicHotKeyEnabled", true},
-         {"kHISymbolicHotKeyCode", std::string("1")},
-         {"kHISymbolicHotKeyModifiers", std::int64_t{0}}},
-        {{"kHISymbolicHotKeyEnabled", true}, {"kHISymbolicHotKeyCode", std::int64_t{2}}},
-    };
+    system.entries =
+        std::vector<SymbolicHotKeys::Entry>{hotKey(true, Key::space.rawValue, 0x100 | 0x1),  // modifiers normalised
+                                            hotKey(false, Key::a.rawValue, 0x100),
+                                            hotKey(true, Key::f12.rawValue, 0),
+                                            hotKey(true, Key::f12.rawValue, 0x800),
+                                            enabledAsNumber,
+                                            codeAsText,
+                                            noModifiers};
     EXPECT_EQ(systemShortcuts(system), (std::vector<Shortcut>{{49, 0x100}, {111, 0}, {111, 0x800}}));
     EXPECT_TRUE(isTakenBySystem(Shortcut{49, 0x100}, system));
     EXPECT_FALSE(isTakenBySystem(Shortcut{0, 0x100}, system));
@@ -130,47 +120,43 @@ protected:
     std::shared_ptr<Registry> registry = Registry::create({defaults, center, loop, service});
 };
 
-TEST_F(MenuItemBindingTest, ABoundMenuItemFollowsItsNameUntilUnbound) {
+TEST_F(MenuItemBindingTest, ABoundMenuItemFollowsItsName) {
     const auto name = registry->makeName("cameraOn", Shortcut::make(Key::one, 0x1C0000));
-    const auto other = registry->makeName("other");
     FakeMenuItem item("Camera", "", 0);
     MenuItemShortcuts binding(*registry, center, loop, layout);
-
     binding.setShortcut(item, name);
     EXPECT_EQ(item.equivalent, "1");
     EXPECT_EQ(item.modifierMask, 0x1C0000);
     EXPECT_EQ(item.allowsLocalization, false);
-    registry->setShortcut(Shortcut::make(Key::f1, 0), name);
+    registry->setShortcut(Shortcut::make(Key::f1, kCommand), name);
+    registry->setShortcut(Shortcut::make(Key::b, 0), registry->makeName("other"));  // another name: no change
     EXPECT_EQ(item.equivalent, "\uF704");
-    EXPECT_EQ(item.modifierMask, 0);
-    registry->setShortcut(Shortcut::make(Key::b, kCommand), other);  // another name: no change
-    EXPECT_EQ(item.equivalent, "\uF704");
+    EXPECT_EQ(item.modifierMask, kCommand);
     registry->setShortcut(std::nullopt, name);
     EXPECT_EQ(item.equivalent, "");
-    EXPECT_EQ(item.allowsLocalization, true);
-
-    registry->setShortcut(Shortcut::make(Key::a, kCommand), name);
-    binding.setShortcut(item, std::nullopt);
-    registry->setShortcut(Shortcut::make(Key::b, kCommand), name);
-    EXPECT_EQ(item.equivalent, "");
     EXPECT_EQ(item.modifierMask, 0);
+    EXPECT_EQ(item.allowsLocalization, true);
 }
 
-TEST_F(MenuItemBindingTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainThread) {
+TEST_F(MenuItemBindingTest, AChangeFromAnotherThreadReachesOnTheMainThreadTheItemsStillBound) {
     const auto name = registry->makeName("cameraOff", Shortcut::make(Key::zero, kCommand));
     FakeMenuItem item("Camera Off", "", 0);
     FakeMenuItem unbound("Other", "", 0);
+    auto gone = std::make_unique<FakeMenuItem>("Gone", "", 0);
+    auto goneWhileQueued = std::make_unique<FakeMenuItem>("Gone later", "", 0);
     auto binding = std::make_unique<MenuItemShortcuts>(*registry, center, loop, layout);
-    binding->setShortcut(item, name);
-    binding->setShortcut(unbound, name);
+    for (auto* bound : {&item, &unbound, gone.get(), goneWhileQueued.get()}) {
+        binding->setShortcut(*bound, name);
+    }
+    gone.reset();
     // Another process of ours changed the stored shortcut; the change is announced off the main thread.
     const auto announceFromAnotherThread = [&](const Shortcut& shortcut) {
         defaults.setObject(Registry::key(name), encode(shortcut));
         std::thread([&] { center.post(Registry::shortcutByNameDidChange, {{"name", name.rawValue}}); }).join();
     };
-
     announceFromAnotherThread(Shortcut::make(Key::b, kCommand));
     binding->setShortcut(unbound, std::nullopt);
+    goneWhileQueued.reset();
     EXPECT_EQ(item.equivalent, "0");
     loop.drainMain();
     EXPECT_EQ(item.equivalent, "b");
@@ -180,20 +166,6 @@ TEST_F(MenuItemBindingTest, AChangePostedOnAnotherThreadReachesTheItemOnTheMainT
     binding.reset();
     loop.drainMain();
     EXPECT_EQ(item.equivalent, "b");
-}
-
-TEST_F(MenuItemBindingTest, AnItemThatGoesWhileBoundIsNotTouchedAgain) {
-    const auto name = registry->makeName("cameraOn", Shortcut::make(Key::one, 0x1C0000));
-    MenuItemShortcuts binding(*registry, center, loop, layout);
-    auto item = std::make_unique<FakeMenuItem>("Camera", "", 0);
-    auto queuedFor = std::make_unique<FakeMenuItem>("Camera", "", 0);
-    binding.setShortcut(*item, name);
-    binding.setShortcut(*queuedFor, name);
-    item.reset();
-    registry->setShortcut(Shortcut::make(Key::b, kCommand), name);
-    std::thread([&] { center.post(Registry::shortcutByNameDidChange, {{"name", name.rawValue}}); }).join();
-    queuedFor.reset();
-    loop.drainMain();
 }
 
 TEST(ShortcutDisplayTest, TheSubsystemShipsItsOwnTableInEnglishAndJapanese) {

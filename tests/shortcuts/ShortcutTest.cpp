@@ -5,7 +5,7 @@
 namespace moritane::GlobalShortcuts {
 namespace {
 
-TEST(ShortcutTest, OnlyTheFourModifiersCrossBetweenTheTwoForms) {
+TEST(ShortcutTest, OnlyTheFourModifiersCrossBetweenTheFormsAndOnlyKeyEventsMakeShortcuts) {
     const auto all = ModifierFlags::control | ModifierFlags::option | ModifierFlags::command | ModifierFlags::shift;
     EXPECT_EQ(carbonModifiers(all | ModifierFlags::function | ModifierFlags::capsLock | 0x1), 0x1B00);
     EXPECT_EQ(cocoaModifiers(0x1B00 | 0x1 | 0x4000), all);
@@ -13,13 +13,10 @@ TEST(ShortcutTest, OnlyTheFourModifiersCrossBetweenTheTwoForms) {
               Shortcut::make(Key::a, ModifierFlags::command));
     EXPECT_EQ(Shortcut::fromCarbon(29, 6400 | 0x1), (Shortcut{29, 6400}));
     EXPECT_EQ(Shortcut::make(Key::zero, 0x1C0000).modifiers(), 0x1C0000);
-}
-
-TEST(ShortcutTest, OnlyKeyDownAndKeyUpEventsMakeShortcuts) {
     EXPECT_EQ(Shortcut::fromEvent({KeyEvent::keyUp, 18, ModifierFlags::control | ModifierFlags::function}),
               (Shortcut{18, 0x1000}));
     EXPECT_TRUE(Shortcut::fromEvent({KeyEvent::keyDown, 18, 0}));
-    EXPECT_FALSE(Shortcut::fromEvent({12, 18, 0}));  // flags changed
+    EXPECT_FALSE(Shortcut::fromEvent({12, 18, 0}));  // flags changed: no shortcut
 }
 
 TEST(ShortcutTest, TheStoredFormIsCompactAndReadInAnyOrder) {

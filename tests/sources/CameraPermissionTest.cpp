@@ -45,13 +45,11 @@ TEST(CameraPermissionTest, TheStatusIsRenewedOnlyWhenTheApplicationBecomesActive
 TEST(CameraPermissionTest, ExtensionSettingsFallBackToTheCameraPrivacySettings) {
     FakeWorkspace workspace;
     openExtensionSettings(workspace);
-    EXPECT_EQ(workspace.opened, std::vector<std::string>{std::string(extensionSettingsURL)});
-
-    workspace.opened.clear();
     workspace.refused = {std::string(extensionSettingsURL), std::string(cameraPrivacySettingsURL)};
     openExtensionSettings(workspace);
     EXPECT_EQ(workspace.opened,
               (std::vector<std::string>{"x-apple.systempreferences:com.apple.LoginItems-Settings.extension",
+                                        "x-apple.systempreferences:com.apple.LoginItems-Settings.extension",
                                         "x-apple.systempreferences:com.apple.preference.security?Privacy_Camera"}));
 }
 

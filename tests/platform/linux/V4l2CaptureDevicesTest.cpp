@@ -26,6 +26,11 @@ V4l2CaptureDevices::Node usbNode(std::string serial, std::string removable = "re
     return node;
 }
 
+std::optional<CaptureDevice> describe(const V4l2CaptureDevices::Node& node,
+                                      const std::vector<std::string_view>& types = kModernTypes) {
+    return V4l2CaptureDevices::describe(node, types);
+}
+
 TEST(V4l2CaptureDevicesTest, VideoNodesAreTakenInTheOrderOfTheirNumbers) {
     EXPECT_EQ(V4l2CaptureDevices::videoNodeNames(
                   {"video10", "null", "video2", "video", "videox", "video1a", "video0", "vhost-net", "v4l"}),
@@ -41,44 +46,30 @@ TEST(V4l2CaptureDevicesTest, OnlyNodesThatCaptureVideoAreCameras) {
                                                      {V4L2_CAP_VIDEO_OUTPUT, false},
                                                      {V4L2_CAP_VIDEO_M2M, false}}) {
         node.capabilities = capabilities;
-        EXPECT_EQ(V4l2CaptureDevices::describe(node, kModernTypes).has_value(), camera) << capabilities;
+        EXPECT_EQ(describe(node).has_value(), camera) << capabilities;
     }
 }
 
-TEST(V4l2CaptureDevicesTest, IdsComeFromThePhysicalDeviceNotFromTheNodeNumber) {
-    auto serialNode = usbNode("8F3A2C1E");
-    const auto serialId = V4l2CaptureDevices::describe(serialNode, kModernTypes)->uniqueID;
-    EXPECT_EQ(serialId, "usb-046d:082d-8F3A2C1E-0");
-    serialNode.name = "video0";
-    serialNode.usb->port = "3-1";
-    EXPECT_EQ(V4l2CaptureDevices::describe(serialNode, kModernTypes)->uniqueID, serialId);  // replugged elsewhere
-
-    auto portNode = usbNode("");
-    EXPECT_EQ(V4l2CaptureDevices::describe(portNode, kModernTypes)->uniqueID, "usb-046d:082d-port1-2-0");
-    portNode.usb.reset();
-    portNode.busInfo = "PCI:0000:03:00.0";
-    portNode.index = "1";
-    EXPECT_EQ(V4l2CaptureDevices::describe(portNode, kModernTypes)->uniqueID, "PCI:0000:03:00.0-1");
-    portNode.busInfo.clear();
-    EXPECT_EQ(V4l2CaptureDevices::describe(portNode, kModernTypes)->uniqueID, "video4");
-}
-
-TEST(V4l2CaptureDevicesTest, TheBusDecidesBuiltInOrExternalInTheTypesAskedFor) {
-    EXPECT_EQ(V4l2CaptureDevices::describe(usbNode("s"), kModernTypes)->deviceType, Type::external);
-    EXPECT_EQ(V4l2CaptureDevices::describe(usbNode("s"), kOlderTypes)->deviceType, Type::externalUnknown);
-    EXPECT_EQ(V4l2CaptureDevices::describe(usbNode("s", "fixed"), kOlderTypes)->deviceType,
-              Type::builtInWideAngleCamera);
-    auto platformNode = usbNode("s");
-    platformNode.usb.reset();
-    platformNode.onPlatformBus = true;
-    EXPECT_EQ(V4l2CaptureDevices::describe(platformNode, kModernTypes)->deviceType, Type::builtInWideAngleCamera);
-    EXPECT_FALSE(V4l2CaptureDevices::describe(platformNode, {Type::external}));
-}
-
-TEST(V4l2CaptureDevicesTest, CardNamesWithOddBytesBecomeText) {
-    auto node = usbNode("s");
+// What sysfs tells of unopened nodes (the test below) is not repeated here.
+TEST(V4l2CaptureDevicesTest, AnOpenedNodeIsNamedAsTextIdentifiedByItsDeviceAndTypedByItsBus) {
+    auto node = usbNode("8F3A2C1E");
     node.card = "Cam\xff\xfe era";
-    EXPECT_EQ(V4l2CaptureDevices::describe(node, kModernTypes)->localizedName, "Cam\xEF\xBF\xBD\xEF\xBF\xBD era");
+    const auto id = describe(node)->uniqueID;
+    EXPECT_EQ(describe(node)->localizedName, "Cam\xEF\xBF\xBD\xEF\xBF\xBD era");
+    node.name = "video0";
+    node.usb->port = "3-1";
+    EXPECT_EQ(describe(node)->uniqueID, id);  // replugged elsewhere
+    node.usb->serial.clear();
+    EXPECT_EQ(describe(node)->uniqueID, "usb-046d:082d-port3-1-0");
+    node.usb.reset();
+    node.busInfo.clear();
+    EXPECT_EQ(describe(node)->uniqueID, "video0");
+
+    EXPECT_EQ(describe(usbNode("s"), kOlderTypes)->deviceType, Type::externalUnknown);
+    EXPECT_EQ(describe(usbNode("s", "fixed"), kOlderTypes)->deviceType, Type::builtInWideAngleCamera);
+    node.onPlatformBus = true;
+    EXPECT_EQ(describe(node)->deviceType, Type::builtInWideAngleCamera);
+    EXPECT_FALSE(describe(node, {Type::external}));
 }
 
 TEST(V4l2CaptureDevicesTest, KernelReleasesParseToVersions) {
@@ -120,10 +111,7 @@ TEST(V4l2CaptureDevicesTest, ACameraThatCannotBeOpenedIsListedFromWhatTheKernelT
         }
         EXPECT_EQ(V4l2CaptureDevices(tree.dev, tree.sysfs).discoverDevices(kModernTypes), listed) << device;
     }
-}
-
-// Without waiting for a writer, a pipe in place of the kernel's name reads as no name.
-TEST(V4l2CaptureDevicesTest, APipeInPlaceOfAnAttributeIsReadAsEmpty) {
+    // Without waiting for a writer, a pipe in place of the kernel's name reads as no name.
     const testing::VideoNodeTree tree;
     tree.add("video0", testing::VideoNodeTree::Node::directory, "", "0");
     std::filesystem::remove(tree.sysfs / "video0/name");

@@ -9,28 +9,16 @@
 namespace moritane {
 namespace {
 
-class XdgWorkspaceTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        // A program that starts and ends at once, and reads nothing of this directory.
-        std::filesystem::create_symlink("/bin/true", bin / "xdg-open");
-        testing::writeFile(bin / "not-executable", "");
-    }
-
-    testing::TemporaryDirectory bin;
-};
-
-TEST_F(XdgWorkspaceTest, ProgramsAreFoundOnThePathOnlyWhenExecutable) {
-    const auto path = "/nonexistent::" + bin.path().string();
-    EXPECT_EQ(XdgWorkspace::findProgram("xdg-open", path), (bin / "xdg-open").string());
-    EXPECT_EQ(XdgWorkspace::findProgram("not-executable", path), std::nullopt);
-    EXPECT_EQ(XdgWorkspace::findProgram("xdg-open", "/nonexistent"), std::nullopt);
-}
-
 // The camera privacy settings lead to where a user learns how to be let at the cameras.
-TEST_F(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsGoToXdgOpen) {
-    const XdgWorkspace workspace({bin.path().string()}, {"fr", "en"});
+TEST(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsAreOpenedWithAnXdgOpenFoundOnThePath) {
+    const testing::TemporaryDirectory bin;
+    // A program that starts and ends at once, and reads nothing of this directory.
+    std::filesystem::create_symlink("/bin/true", bin / "xdg-open");
+    testing::writeFile(bin / "not-executable", "");
     const auto opener = (bin / "xdg-open").string();
+    EXPECT_EQ(XdgWorkspace::findProgram("xdg-open", "/nonexistent::" + bin.path().string()), opener);
+    EXPECT_EQ(XdgWorkspace::findProgram("not-executable", bin.path().string()), std::nullopt);
+    XdgWorkspace workspace({bin.path().string()}, {"fr", "en"});
     struct Case {
         std::string_view url;
         std::optional<std::vector<std::string>> command;
@@ -46,10 +34,6 @@ TEST_F(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsGoToXdgOpen) {
         EXPECT_EQ(workspace.commandFor(url), command) << url;
     }
     EXPECT_EQ(XdgWorkspace({"/nonexistent"}, {}).commandFor("https://example.com"), std::nullopt);
-}
-
-TEST_F(XdgWorkspaceTest, OpeningReportsWhetherAProgramWasStarted) {
-    XdgWorkspace workspace({bin.path().string()}, {});
     EXPECT_TRUE(workspace.openURL("https://example.com/"));
     EXPECT_TRUE(workspace.openURL(cameraPrivacySettingsURL));
     EXPECT_FALSE(workspace.openURL(extensionSettingsURL));

@@ -46,9 +46,7 @@ TEST(XkbKeyboardLayoutTest, TheTextOfAKeyFollowsTheLayoutSetOnTheServer) {
 }
 
 TEST(XkbKeyboardLayoutTest, WithoutADisplayNoKeyHasText) {
-    const XkbKeyboardLayout layout(":31998");
-    EXPECT_EQ(layout.character(Key::a.rawValue), std::nullopt);
-    EXPECT_EQ(description(Shortcut::make(Key::a, ModifierFlags::command), layout), "\u2318\uFFFD");
+    EXPECT_EQ(description(Shortcut::make(Key::a, ModifierFlags::command), XkbKeyboardLayout(":31998")), "\u2318\uFFFD");
 }
 
 }  // namespace
