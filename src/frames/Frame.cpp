@@ -1,0 +1,37 @@
+#include "frames/Frame.h"
+
+#include <libyuv/planar_functions.h>
+
+#include <cstddef>
+#include <utility>
+
+namespace moritane {
+
+Frame::Frame(int width, int height, std::shared_ptr<const std::uint8_t[]> pixels)
+    : width_(width), height_(height), stride_(width * 4), pixels_(std::move(pixels)) {}
+
+Frame Frame::black(int width, int height) {
+    if (width <= 0 || height <= 0 || width > kMaxSide || height > kMaxSide) {
+        return {};
+    }
+    Canvas canvas(width, height);
+    libyuv::ARGBRect(canvas.data(), canvas.stride(), 0, 0, width, height, 0xFF000000U);
+    return std::move(canvas).finish();
+}
+
+std::array<std::uint8_t, 4> Frame::pixel(int x, int y) const {
+    const std::uint8_t* at = data() + static_cast<std::ptrdiff_t>(y) * stride_ + static_cast<std::ptrdiff_t>(x) * 4;
+    return {at[0], at[1], at[2], at[3]};
+}
+
+Canvas::Canvas(int width, int height)
+    : width_(width),
+      height_(height),
+      pixels_(std::make_shared_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(width) * 4 *
+                                                             static_cast<std::size_t>(height))) {}
+
+Frame Canvas::finish() && {
+    return {width_, height_, std::move(pixels_)};
+}
+
+}  // namespace moritane

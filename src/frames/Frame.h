@@ -1,0 +1,61 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+namespace moritane {
+
+/// An image of B, G, R, A bytes per pixel in that memory order (libyuv's "ARGB"), rows top down.
+/// Fixed once made: copies share the pixels, so a frame passes between threads as it is.
+class Frame {
+public:
+    /// Longest side a frame may have; it keeps every byte count of a frame within an int.
+    static constexpr int kMaxSide = 16384;
+
+    /// No pixels: 0 x 0.
+    Frame() = default;
+
+    /// Opaque black; a side outside 0 ... kMaxSide gives an empty frame.
+    static Frame black(int width, int height);
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+    /// Bytes from one row to the next.
+    int stride() const { return stride_; }
+    bool empty() const { return width_ == 0 || height_ == 0; }
+    /// The first byte of the top row; null when empty.
+    const std::uint8_t* data() const { return pixels_.get(); }
+
+    /// B, G, R, A of one pixel inside the frame.
+    std::array<std::uint8_t, 4> pixel(int x, int y) const;
+
+private:
+    friend class Canvas;
+    Frame(int width, int height, std::shared_ptr<const std::uint8_t[]> pixels);
+
+    int width_ = 0;
+    int height_ = 0;
+    int stride_ = 0;
+    std::shared_ptr<const std::uint8_t[]> pixels_;
+};
+
+/// Pixels still being written, by their only owner, before they become a frame. The bytes are
+/// left as they come from the allocator: whoever draws must cover every one.
+class Canvas {
+public:
+    /// Both sides within 1 ... Frame::kMaxSide.
+    Canvas(int width, int height);
+
+    std::uint8_t* data() { return pixels_.get(); }
+    int stride() const { return width_ * 4; }
+
+    Frame finish() &&;
+
+private:
+    int width_;
+    int height_;
+    std::shared_ptr<std::uint8_t[]> pixels_;
+};
+
+}  // namespace moritane
