@@ -7,7 +7,7 @@
 
 namespace moritane {
 
-Frame::Frame(int width, int height, std::shared_ptr<const std::uint8_t[]> pixels)
+Frame::Frame(int width, int height, std::shared_ptr<const PixelBytes> pixels)
     : width_(width), height_(height), stride_(width * 4), pixels_(std::move(pixels)) {}
 
 Frame Frame::black(int width, int height) {
@@ -27,8 +27,8 @@ std::array<std::uint8_t, 4> Frame::pixel(int x, int y) const {
 Canvas::Canvas(int width, int height)
     : width_(width),
       height_(height),
-      pixels_(std::make_shared_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(width) * 4 *
-                                                             static_cast<std::size_t>(height))) {}
+      pixels_(std::make_shared_for_overwrite<PixelBytes>(static_cast<std::size_t>(width) * 4 *
+                                                         static_cast<std::size_t>(height))) {}
 
 Frame Canvas::finish() && {
     return {width_, height_, std::move(pixels_)};

@@ -6,6 +6,9 @@
 
 namespace moritane {
 
+// NOLINTNEXTLINE(modernize-avoid-c-arrays): sized at run time and left unfilled until drawn
+using PixelBytes = std::uint8_t[];
+
 /// An image of B, G, R, A bytes per pixel in that memory order (libyuv's "ARGB"), rows top down.
 /// Fixed once made: copies share the pixels, so a frame passes between threads as it is.
 class Frame {
@@ -32,12 +35,12 @@ public:
 
 private:
     friend class Canvas;
-    Frame(int width, int height, std::shared_ptr<const std::uint8_t[]> pixels);
+    Frame(int width, int height, std::shared_ptr<const PixelBytes> pixels);
 
     int width_ = 0;
     int height_ = 0;
     int stride_ = 0;
-    std::shared_ptr<const std::uint8_t[]> pixels_;
+    std::shared_ptr<const PixelBytes> pixels_;
 };
 
 /// Pixels still being written, by their only owner, before they become a frame. The bytes are
@@ -55,7 +58,7 @@ public:
 private:
     int width_;
     int height_;
-    std::shared_ptr<std::uint8_t[]> pixels_;
+    std::shared_ptr<PixelBytes> pixels_;
 };
 
 }  // namespace moritane

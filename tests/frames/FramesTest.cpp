@@ -21,10 +21,9 @@ constexpr Bgra kTeal{160, 120, 20, 255};
 
 Frame uniform(int width, int height, Bgra colour) {
     Canvas canvas(width, height);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            std::copy(colour.begin(), colour.end(), canvas.data() + y * canvas.stride() + x * 4);
-        }
+    std::uint8_t* at = canvas.data();
+    for (int i = 0; i < width * height; ++i) {
+        at = std::copy(colour.begin(), colour.end(), at);
     }
     return std::move(canvas).finish();
 }
