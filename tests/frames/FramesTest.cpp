@@ -7,7 +7,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -80,7 +79,7 @@ TEST(FrameFitTest, PlacesTheWholeImageOnBlackToThePixel) {
 
 struct ConvertCase {
     std::string name;
-    std::function<std::optional<Frame>()> convert;
+    std::optional<Frame> frame;
     // Top left, top right, bottom left, bottom right; none when the bytes cannot hold the image.
     std::optional<std::array<Bgra, 4>> expected;
 };
@@ -88,84 +87,40 @@ struct ConvertCase {
 TEST(PixelFormatsTest, ConvertsKnownColoursAndRefusesShortBuffers) {
     using pixels::Plane;
     // BT.601 limited range: Y 235 white, 16 black, 126 mid grey; (81, 90, 240) red; (41, 240, 110) blue.
-    static const std::vector<std::uint8_t> yuyv{235, 128, 16, 128, 0, 0, 81, 90, 81, 240, 0, 0};
-    static const std::vector<std::uint8_t> greys{235, 16, 126, 126};
-    static const std::vector<std::uint8_t> reds{81, 81, 81, 81};
-    static const std::vector<std::uint8_t> blues{41, 41, 41, 41};
-    static const std::vector<std::uint8_t> neutral{128, 128};
-    static const std::vector<std::uint8_t> redChroma{90, 240};
-    static const std::vector<std::uint8_t> blueU{240};
-    static const std::vector<std::uint8_t> blueV{110};
-    static const std::vector<std::uint8_t> rgba{200, 100, 50, 128, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-    static const std::vector<std::uint8_t> rgb{200, 100, 50, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+    const std::vector<std::uint8_t> yuyv{235, 128, 16, 128, 0, 0, 81, 90, 81, 240, 0, 0};
+    const std::vector<std::uint8_t> greys{235, 16, 126, 126};
+    const std::vector<std::uint8_t> reds{81, 81, 81, 81};
+    const std::vector<std::uint8_t> blues{41, 41, 41, 41};
+    const std::vector<std::uint8_t> neutral{128, 128};
+    const std::vector<std::uint8_t> redChroma{90, 240};
+    const std::vector<std::uint8_t> blueU{240};
+    const std::vector<std::uint8_t> blueV{110};
+    const std::vector<std::uint8_t> rgba{200, 100, 50, 128, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    const std::vector<std::uint8_t> rgb{200, 100, 50, 1, 2, 3, 4, 5, 6, 7, 8, 9};
     constexpr Bgra kWhite{255, 255, 255, 255};
     constexpr Bgra kGrey{128, 128, 128, 255};
     constexpr Bgra kRed{0, 0, 255, 255};
     constexpr Bgra kBlue{255, 0, 0, 255};
     const std::vector<ConvertCase> cases{
-        {"YUYV with padded rows",
-         [] {
-             return pixels::fromYuyv({yuyv, 6}, 2, 2);
-         },
-         std::array{kWhite, kBlack, kRed, kRed}},
-        {"NV12 grey levels",
-         [] {
-             return pixels::fromNv12({greys, 2}, {neutral, 2}, 2, 2);
-         },
+        {"YUYV with padded rows", pixels::fromYuyv({yuyv, 6}, 2, 2), std::array{kWhite, kBlack, kRed, kRed}},
+        {"NV12 grey levels", pixels::fromNv12({greys, 2}, {neutral, 2}, 2, 2),
          std::array{kWhite, kBlack, kGrey, kGrey}},
-        {"NV12 red",
-         [] {
-             return pixels::fromNv12({reds, 2}, {redChroma, 2}, 2, 2);
-         },
-         std::array{kRed, kRed, kRed, kRed}},
-        {"I420 blue",
-         [] {
-             return pixels::fromI420({blues, 2}, {blueU, 1}, {blueV, 1}, 2, 2);
-         },
+        {"NV12 red", pixels::fromNv12({reds, 2}, {redChroma, 2}, 2, 2), std::array{kRed, kRed, kRed, kRed}},
+        {"I420 blue", pixels::fromI420({blues, 2}, {blueU, 1}, {blueV, 1}, 2, 2),
          std::array{kBlue, kBlue, kBlue, kBlue}},
-        {"RGBA",
-         [] {
-             return pixels::fromRgba({rgba, 8}, 2, 2);
-         },
+        {"RGBA", pixels::fromRgba({rgba, 8}, 2, 2),
          std::array{Bgra{50, 100, 200, 128}, Bgra{3, 2, 1, 4}, Bgra{7, 6, 5, 8}, Bgra{11, 10, 9, 12}}},
-        {"RGB24",
-         [] {
-             return pixels::fromRgb24({rgb, 6}, 2, 2);
-         },
+        {"RGB24", pixels::fromRgb24({rgb, 6}, 2, 2),
          std::array{Bgra{50, 100, 200, 255}, Bgra{3, 2, 1, 255}, Bgra{6, 5, 4, 255}, Bgra{9, 8, 7, 255}}},
-        {"YUYV one byte short",
-         [] {
-             return pixels::fromYuyv({std::span(yuyv).first(9), 6}, 2, 2);
-         },
-         std::nullopt},
-        {"YUYV stride shorter than a row",
-         [] {
-             return pixels::fromYuyv({yuyv, 3}, 2, 2);
-         },
-         std::nullopt},
-        {"NV12 without chroma",
-         [] {
-             return pixels::fromNv12({greys, 2}, {}, 2, 2);
-         },
-         std::nullopt},
-        {"I420 without V",
-         [] {
-             return pixels::fromI420({blues, 2}, {blueU, 1}, {}, 2, 2);
-         },
-         std::nullopt},
-        {"RGBA taller than its bytes",
-         [] {
-             return pixels::fromRgba({rgba, 8}, 2, 3);
-         },
-         std::nullopt},
-        {"negative size",
-         [] {
-             return pixels::fromRgb24({rgb, 6}, 2, -2);
-         },
-         std::nullopt},
+        {"YUYV one byte short", pixels::fromYuyv({std::span(yuyv).first(9), 6}, 2, 2), std::nullopt},
+        {"YUYV stride shorter than a row", pixels::fromYuyv({yuyv, 3}, 2, 2), std::nullopt},
+        {"NV12 without chroma", pixels::fromNv12({greys, 2}, {}, 2, 2), std::nullopt},
+        {"I420 without V", pixels::fromI420({blues, 2}, {blueU, 1}, {}, 2, 2), std::nullopt},
+        {"RGBA taller than its bytes", pixels::fromRgba({rgba, 8}, 2, 3), std::nullopt},
+        {"negative size", pixels::fromRgb24({rgb, 6}, 2, -2), std::nullopt},
     };
     for (const auto& c : cases) {
-        const auto frame = c.convert();
+        const auto& frame = c.frame;
         ASSERT_EQ(frame.has_value(), c.expected.has_value()) << c.name;
         if (!frame) {
             continue;
