@@ -8,7 +8,7 @@
 namespace moritane {
 
 Frame::Frame(int width, int height, std::shared_ptr<const PixelBytes> pixels)
-    : width_(width), height_(height), stride_(width * 4), pixels_(std::move(pixels)) {}
+    : m_width(width), m_height(height), m_stride(width * 4), m_pixels(std::move(pixels)) {}
 
 Frame Frame::black(int width, int height) {
     if (width <= 0 || height <= 0 || width > kMaxSide || height > kMaxSide) {
@@ -20,18 +20,18 @@ Frame Frame::black(int width, int height) {
 }
 
 std::array<std::uint8_t, 4> Frame::pixel(int x, int y) const {
-    const std::uint8_t* at = data() + static_cast<std::ptrdiff_t>(y) * stride_ + static_cast<std::ptrdiff_t>(x) * 4;
+    const std::uint8_t* at = data() + static_cast<std::ptrdiff_t>(y) * m_stride + static_cast<std::ptrdiff_t>(x) * 4;
     return {at[0], at[1], at[2], at[3]};
 }
 
 Canvas::Canvas(int width, int height)
-    : width_(width),
-      height_(height),
-      pixels_(std::make_shared_for_overwrite<PixelBytes>(static_cast<std::size_t>(width) * 4 *
-                                                         static_cast<std::size_t>(height))) {}
+    : m_width(width),
+      m_height(height),
+      m_pixels(std::make_shared_for_overwrite<PixelBytes>(static_cast<std::size_t>(width) * 4 *
+                                                          static_cast<std::size_t>(height))) {}
 
 Frame Canvas::finish() && {
-    return {width_, height_, std::move(pixels_)};
+    return {m_width, m_height, std::move(m_pixels)};
 }
 
 }  // namespace moritane

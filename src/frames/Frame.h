@@ -22,13 +22,13 @@ public:
     /// Opaque black; a side outside 0 ... kMaxSide gives an empty frame.
     static Frame black(int width, int height);
 
-    int width() const { return width_; }
-    int height() const { return height_; }
+    int width() const { return m_width; }
+    int height() const { return m_height; }
     /// Bytes from one row to the next.
-    int stride() const { return stride_; }
-    bool empty() const { return width_ == 0 || height_ == 0; }
+    int stride() const { return m_stride; }
+    bool empty() const { return m_width == 0 || m_height == 0; }
     /// The first byte of the top row; null when empty.
-    const std::uint8_t* data() const { return pixels_.get(); }
+    const std::uint8_t* data() const { return m_pixels.get(); }
 
     /// B, G, R, A of one pixel inside the frame.
     std::array<std::uint8_t, 4> pixel(int x, int y) const;
@@ -37,10 +37,10 @@ private:
     friend class Canvas;
     Frame(int width, int height, std::shared_ptr<const PixelBytes> pixels);
 
-    int width_ = 0;
-    int height_ = 0;
-    int stride_ = 0;
-    std::shared_ptr<const PixelBytes> pixels_;
+    int m_width = 0;
+    int m_height = 0;
+    int m_stride = 0;
+    std::shared_ptr<const PixelBytes> m_pixels;
 };
 
 /// Pixels still being written, by their only owner, before they become a frame. The bytes are
@@ -50,15 +50,15 @@ public:
     /// Both sides within 1 ... Frame::kMaxSide.
     Canvas(int width, int height);
 
-    std::uint8_t* data() { return pixels_.get(); }
-    int stride() const { return width_ * 4; }
+    std::uint8_t* data() { return m_pixels.get(); }
+    int stride() const { return m_width * 4; }
 
     Frame finish() &&;
 
 private:
-    int width_;
-    int height_;
-    std::shared_ptr<PixelBytes> pixels_;
+    int m_width;
+    int m_height;
+    std::shared_ptr<PixelBytes> m_pixels;
 };
 
 }  // namespace moritane
