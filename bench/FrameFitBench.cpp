@@ -41,30 +41,11 @@ void copy(benchmark::State& state, std::size_t bytes) {
     }
 }
 
-void BM_Fit1280x720Into320x180(benchmark::State& state) {
-    fit(state, 1280, 720, 320, 180);
-}
-BENCHMARK(BM_Fit1280x720Into320x180);
-
-void BM_Memcpy1280x720Source(benchmark::State& state) {
-    copy(state, std::size_t{1280} * 720 * 4);
-}
-BENCHMARK(BM_Memcpy1280x720Source);
-
-void BM_Fit1920x1080Into1280x720(benchmark::State& state) {
-    fit(state, 1920, 1080, 1280, 720);
-}
-BENCHMARK(BM_Fit1920x1080Into1280x720);
-
-void BM_Fit4000x3000Into1280x720(benchmark::State& state) {
-    fit(state, 4000, 3000, 1280, 720);
-}
-BENCHMARK(BM_Fit4000x3000Into1280x720);
-
-void BM_Memcpy1280x720Output(benchmark::State& state) {
-    copy(state, std::size_t{1280} * 720 * 4);
-}
-BENCHMARK(BM_Memcpy1280x720Output);
+BENCHMARK_CAPTURE(fit, 1280x720_into_320x180, 1280, 720, 320, 180);
+BENCHMARK_CAPTURE(fit, 1920x1080_into_1280x720, 1920, 1080, 1280, 720);
+BENCHMARK_CAPTURE(fit, 4000x3000_into_1280x720, 4000, 3000, 1280, 720);
+// The baseline of the fits: a copy of a 1280 x 720 frame, the first fit's source and the others' output.
+BENCHMARK_CAPTURE(copy, bgra_1280x720, std::size_t{1280} * 720 * 4);
 
 void BM_Yuyv1280x720ToBgra(benchmark::State& state) {
     const std::vector<std::uint8_t> yuyv(std::size_t{1280} * 720 * 2, 128);
@@ -74,11 +55,7 @@ void BM_Yuyv1280x720ToBgra(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_Yuyv1280x720ToBgra);
-
-void BM_Memcpy1280x720Yuyv(benchmark::State& state) {
-    copy(state, std::size_t{1280} * 720 * 2);
-}
-BENCHMARK(BM_Memcpy1280x720Yuyv);
+BENCHMARK_CAPTURE(copy, yuyv_1280x720, std::size_t{1280} * 720 * 2);
 
 }  // namespace
 }  // namespace moritane
