@@ -156,8 +156,7 @@ void Shared::attachCameraShortcuts() {
 }
 
 void Shared::removeStaleTemporaryFiles() {
-    // Only a process killed in mid-write leaves these; one still writing is younger than this.
-    const auto olderThan = std::chrono::system_clock::now() - std::chrono::seconds(10);
+    const auto olderThan = std::chrono::system_clock::now() - files::staleTemporaryFileAge;
     for (const auto& target : {m_store.stateFileURL(), m_store.imagesIndexURL()}) {
         for (const auto& removed : files::removeStaleTemporaryFiles(target, olderThan)) {
             m_log.write(fmt::format("SharedStore: removed {}, left by an interrupted write", removed));

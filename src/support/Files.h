@@ -57,6 +57,10 @@ bool setModificationTime(const std::filesystem::path& path, std::chrono::system_
 /// The modification time of what is at `path` itself, or none when it cannot be read.
 std::optional<std::chrono::system_clock::time_point> modificationTime(const std::filesystem::path& path);
 
+/// How old a temporary file of `writeFileAtomically` must be to count as left by a process that
+/// died mid-write: a write under way is far younger.
+inline constexpr std::chrono::seconds staleTemporaryFileAge{10};
+
 /// Removes the temporary files that `writeFileAtomically` left beside `target` when its process
 /// died mid-write, if they were last modified before `olderThan` (younger ones may still be
 /// written). Returns what it removed.

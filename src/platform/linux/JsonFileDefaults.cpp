@@ -20,8 +20,6 @@ constexpr std::size_t kMaxDefaultsBytes = 4UL * 1024UL * 1024UL;
 // Deeper nesting than any value of ours needs; it would cost time and memory out of proportion
 // to the file's size when the entries are written back.
 constexpr int kMaxNesting = 512;
-// A temporary file younger than this may belong to a write still under way.
-constexpr auto kStaleAfter = std::chrono::seconds(10);
 
 /// Whether brackets outside strings nest deeper than `limit`, read before parsing so that a
 /// pathological file never becomes a tree.
@@ -114,7 +112,8 @@ std::optional<nlohmann::json> JsonFileDefaults::decode(std::string_view bytes) {
 }
 
 void JsonFileDefaults::load() {
-    const auto stale = files::removeStaleTemporaryFiles(m_path, std::chrono::system_clock::now() - kStaleAfter);
+    const auto stale =
+        files::removeStaleTemporaryFiles(m_path, std::chrono::system_clock::now() - files::staleTemporaryFileAge);
     if (!stale.empty()) {
         m_log.write(fmt::format("Defaults: removed {} temporary file(s) left by an interrupted write", stale.size()));
     }

@@ -1,6 +1,7 @@
 #include "platform/linux/V4l2CaptureDevices.h"
 
 #include "platform/linux/KernelVersion.h"
+#include "support/Files.h"
 #include "support/Utf8.h"
 
 #include <fmt/format.h>
@@ -28,16 +29,9 @@ std::string fieldText(const __u8* field, std::size_t size) {
 /// A sysfs attribute, without its trailing newline; empty when absent. Read without waiting, so
 /// that a pipe in its place cannot hold discovery up.
 std::string attribute(const std::filesystem::path& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (descriptor < 0) {
-        return {};
-    }
-    // sysfs gives an attribute whole in one read of a page.
-    std::array<char, 4096> buffer{};
-    const auto count = ::read(descriptor, buffer.data(), buffer.size());
-    ::close(descriptor);
-    const std::string value(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    return value.substr(0, value.find('\n'));
+    constexpr std::size_t kPage = 4096;  // sysfs gives no attribute longer than a page
+    auto value = files::readFile(path, kPage);
+    return value ? value.value().substr(0, value.value().find('\n')) : std::string{};
 }
 
 bool asked(const std::vector<std::string_view>& deviceTypes, std::string_view type) {

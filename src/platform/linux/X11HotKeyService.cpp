@@ -64,15 +64,20 @@ std::optional<std::uint8_t> selectRawKeys(xcb_connection_t* connection, xcb_wind
     return extension->major_opcode;
 }
 
+/// The service's modifiers and the X modifier bits they are held with, both ways.
+constexpr std::array<std::pair<std::uint16_t, std::uint32_t>, 4> kModifierBits{{
+    {XCB_MOD_MASK_CONTROL, CarbonModifiers::control},
+    {XCB_MOD_MASK_1, CarbonModifiers::option},
+    {XCB_MOD_MASK_4, CarbonModifiers::command},
+    {XCB_MOD_MASK_SHIFT, CarbonModifiers::shift},
+}};
+
 /// Modifiers in service form for an X modifier state; the inverse of `modifierMask`.
 std::uint32_t serviceModifiers(std::uint16_t state) {
     std::uint32_t modifiers = 0;
-    for (const auto& [bit, modifier] : {std::pair{XCB_MOD_MASK_CONTROL, CarbonModifiers::control},
-                                        {XCB_MOD_MASK_1, CarbonModifiers::option},
-                                        {XCB_MOD_MASK_4, CarbonModifiers::command},
-                                        {XCB_MOD_MASK_SHIFT, CarbonModifiers::shift}}) {
+    for (const auto& [bit, modifier] : kModifierBits) {
         if ((state & bit) != 0U) {
-            modifiers |= static_cast<std::uint32_t>(modifier);
+            modifiers |= modifier;
         }
     }
     return modifiers;
@@ -138,17 +143,10 @@ X11HotKeyService::~X11HotKeyService() {
 
 std::uint16_t X11HotKeyService::modifierMask(std::uint32_t carbonModifiers) {
     std::uint16_t mask = 0;
-    if ((carbonModifiers & CarbonModifiers::control) != 0U) {
-        mask |= XCB_MOD_MASK_CONTROL;
-    }
-    if ((carbonModifiers & CarbonModifiers::option) != 0U) {
-        mask |= XCB_MOD_MASK_1;
-    }
-    if ((carbonModifiers & CarbonModifiers::command) != 0U) {
-        mask |= XCB_MOD_MASK_4;
-    }
-    if ((carbonModifiers & CarbonModifiers::shift) != 0U) {
-        mask |= XCB_MOD_MASK_SHIFT;
+    for (const auto& [bit, modifier] : kModifierBits) {
+        if ((carbonModifiers & modifier) != 0U) {
+            mask |= bit;
+        }
     }
     return mask;
 }
