@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -94,5 +97,50 @@ private:
     T m_value;
     std::shared_ptr<Registry> m_registry = std::make_shared<Registry>();
 };
+
+/// The latest values of several properties together: once each has delivered a value, every later
+/// assignment to any of them tells `action` all of the latest values, on a later turn of the main
+/// queue. Equal values are told again. Ends, queued deliveries included, when the handle is dropped.
+template <typename... T>
+[[nodiscard]] Subscription combineLatest(RunLoop& mainQueue,
+                                         std::type_identity_t<std::function<void(const T&...)>> action,
+                                         Published<T>&... sources) {
+    struct State {
+        std::tuple<std::optional<T>...> latest;
+        std::function<void(const T&...)> action;
+        bool active = true;
+        std::vector<Subscription> upstream;
+    };
+    auto state = std::make_shared<State>();
+    state->action = std::move(action);
+    const std::weak_ptr<State> weak = state;
+    const auto deliver = [&mainQueue, weak](State& current) {
+        const bool complete =
+            std::apply([](const auto&... value) { return (value.has_value() && ...); }, current.latest);
+        if (!complete) {
+            return;
+        }
+        mainQueue.post([weak, values = std::apply([](const auto&... value) { return std::make_tuple(*value...); },
+                                                  current.latest)] {
+            if (auto alive = weak.lock(); alive && alive->active) {
+                std::apply(alive->action, values);
+            }
+        });
+    };
+    [&]<std::size_t... I>(std::index_sequence<I...>) {
+        (state->upstream.push_back(sources.subscribe([weak, deliver](const auto& value) {
+            if (auto alive = weak.lock()) {
+                std::get<I>(alive->latest) = value;
+                deliver(*alive);
+            }
+        })),
+         ...);
+    }
+    (std::index_sequence_for<T...>{});
+    return Subscription([state] {
+        state->active = false;
+        state->upstream.clear();
+    });
+}
 
 }  // namespace moritane
