@@ -83,6 +83,15 @@ std::optional<Frame> QtImageDecoder::decodeBytes(std::span<const std::uint8_t> b
         return std::nullopt;
     }
     QImage image;
+    // Qt's BMP reader leaves the rows of a file cut short as the allocator gave them, but reads into
+    // an image of the right size and format when handed one: hand it a cleared one.
+    if (reader.format() == "bmp") {
+        image = QImage(reader.size(), reader.imageFormat());
+        if (image.isNull()) {
+            return std::nullopt;
+        }
+        image.fill(0);
+    }
     if (!reader.read(&image) || !withinLimits(image.size())) {
         return std::nullopt;
     }
