@@ -22,7 +22,6 @@
 namespace moritane {
 namespace {
 
-using Constants::CameraMode;
 using Status = SystemExtensionInstaller::Status;
 
 const auto kBeach = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
@@ -52,12 +51,9 @@ protected:
         return made;
     }
     static PopoverRow* row(const QWidget& view, const char* title) {
-        for (auto* candidate : view.findChildren<PopoverRow*>()) {
-            if (candidate->text() == title) {
-                return candidate;
-            }
-        }
-        return nullptr;
+        const auto all = view.findChildren<PopoverRow*>();
+        const auto found = std::find_if(all.begin(), all.end(), [&](auto* row) { return row->text() == title; });
+        return found == all.end() ? nullptr : *found;
     }
 
     testing::TemporaryDirectory root;
@@ -109,37 +105,22 @@ TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {
     QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
     QApplication::sendEvent(row(view, "menu.quit"), &enter);
     EXPECT_EQ(quits, 1);
-}
 
-TEST_F(StatusPopoverViewTest, TheCameraMenuListsTheCamerasAndChoosingOneTurnsTheCameraOn) {
     cameras->cameras = {{"desk", "Desk Camera", false}};
     settle();
-    auto* menu = row(view, "menu.selectCamera")->findChild<QMenu*>();
-    ASSERT_NE(menu, nullptr);
-    const auto actions = menu->actions();
-    ASSERT_EQ(actions.size(), 3);
-    EXPECT_TRUE(actions[0]->isChecked());
-    EXPECT_TRUE(actions[1]->isSeparator());
-    actions[2]->trigger();
-    EXPECT_EQ(camera->currentMode.value(), CameraMode::camera);
+    row(view, "menu.selectCamera")->findChild<QMenu*>()->actions().back()->trigger();
     EXPECT_EQ(camera->selectedCameraId.value(), "desk");
+    EXPECT_EQ(camera->currentMode.value(), Constants::CameraMode::camera);
 }
 
-TEST_F(StatusPopoverViewTest, TheExtensionAndPermissionBlocksComeAndGoWithTheirStatus) {
+TEST_F(StatusPopoverViewTest, BlocksComeAndGoWithTheirStatus) {
     installer->status = Status::activated();
     settle();
     EXPECT_EQ(row(view, "menu.installExtension"), nullptr);
-    installer->status = Status::requesting();
+    EXPECT_EQ(row(view, "menu.cameraPermission.openSettings"), nullptr);
+    permission->status = AuthorizationStatus::denied;
     settle();
-    EXPECT_EQ(rows(view).back(), "menu.installExtension (disabled)");
-
-    for (const auto& [status, shows] : {std::pair{AuthorizationStatus::denied, true},
-                                        {AuthorizationStatus::notDetermined, false},
-                                        {AuthorizationStatus::restricted, true}}) {
-        permission->status = status;
-        settle();
-        EXPECT_EQ(row(view, "menu.cameraPermission.openSettings") != nullptr, shows);
-    }
+    EXPECT_NE(row(view, "menu.cameraPermission.openSettings"), nullptr);
 }
 
 TEST_F(StatusPopoverViewTest, FramesRepaintThePreviewWithoutRebuildingTheRows) {
