@@ -35,6 +35,7 @@ void showWindow(const Localization& localization, QMessageBox::Icon icon, const 
                                     QMessageBox::AcceptRole);
         QObject::connect(open, &QPushButton::clicked, [] { QDesktopServices::openUrl(QUrl(softwareCentrePage)); });
         box->setDefaultButton(open);
+        box->setEscapeButton(QMessageBox::Ok);  // else the window's close button does nothing
     }
     box->show();
     box->raise();
