@@ -16,7 +16,7 @@ namespace moritane {
 
 /// One package as PackageKit names it: "name;version;arch;data".
 struct PackageKitPackage {
-    unsigned info = 0;  // PackageKit's info number: 1 installed, 9 a blocked update, ...
+    unsigned info = 0;  // PackageKit's info number, such as 9 for an update that cannot be installed
     std::string name;
     std::string version;
     std::string data;
@@ -26,7 +26,6 @@ struct PackageKitPackage {
     /// not "installed" with no origin, nor "local", which a package installed from a file has.
     [[nodiscard]] bool fromRepository() const;
 
-    static constexpr unsigned installed = 1;
     static constexpr unsigned blocked = 9;
 };
 

@@ -61,9 +61,8 @@ void PackageKitUpdater::resolved(const PackageKitAnswer& answer) {
         m_log.write(prefix + (answer.error.empty() ? "PackageKit did not answer" : answer.error));
         return;
     }
-    const auto package = std::find_if(answer.packages.begin(), answer.packages.end(), [&](const auto& candidate) {
-        return candidate.name == m_packageName && candidate.info == PackageKitPackage::installed;
-    });
+    // Resolving a name reports the installed packages of that name only.
+    const auto package = answer.packages.begin();
     if (package == answer.packages.end()) {
         m_log.write(prefix + m_packageName + " is not installed");
     } else if (!package->fromRepository()) {
