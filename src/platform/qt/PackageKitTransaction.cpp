@@ -1,5 +1,6 @@
 #include "platform/qt/PackageKitTransaction.h"
 
+#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
@@ -18,7 +19,8 @@ constexpr uint exitSuccess = 1;
 PackageKitPackage parsePackage(uint info, const QString& packageId) {
     const auto fields = packageId.split(QLatin1Char(';'));
     const auto field = [&](qsizetype index) { return index < fields.size() ? fields[index].toStdString() : ""; };
-    return {.info = info, .name = field(0), .version = field(1), .data = field(3)};
+    // The higher bits carry an update's severity.
+    return {.info = info & 0xFFFFU, .name = field(0), .version = field(1), .data = field(3)};
 }
 
 }  // namespace
@@ -68,6 +70,7 @@ void PackageKitTransaction::start(const QDBusMessage& created, const QString& me
     const auto sender = created.service();
     m_bus.connect(sender, path, transactionInterface, QStringLiteral("Package"), this,
                   SLOT(package(uint, QString, QString)));
+    m_bus.connect(sender, path, transactionInterface, QStringLiteral("Packages"), this, SLOT(packages(QDBusMessage)));
     m_bus.connect(sender, path, transactionInterface, QStringLiteral("ErrorCode"), this,
                   SLOT(errorCode(uint, QString)));
     m_bus.connect(sender, path, transactionInterface, QStringLiteral("Finished"), this, SLOT(finished(uint, uint)));
@@ -78,6 +81,22 @@ void PackageKitTransaction::start(const QDBusMessage& created, const QString& me
 
 void PackageKitTransaction::package(uint info, const QString& packageId, const QString& /*summary*/) {
     m_answer.packages.push_back(parsePackage(info, packageId));
+}
+
+void PackageKitTransaction::packages(const QDBusMessage& signal) {
+    // Newer daemons report packages in batches of (info, package id, summary).
+    const auto batch = signal.arguments().value(0).value<QDBusArgument>();
+    batch.beginArray();
+    while (!batch.atEnd()) {
+        uint info = 0;
+        QString packageId;
+        QString summary;
+        batch.beginStructure();
+        batch >> info >> packageId >> summary;
+        batch.endStructure();
+        package(info, packageId, summary);
+    }
+    batch.endArray();
 }
 
 void PackageKitTransaction::errorCode(uint /*code*/, const QString& details) {

@@ -52,6 +52,7 @@ public:
 
 private slots:
     void package(uint info, const QString& packageId, const QString& summary);
+    void packages(const QDBusMessage& signal);
     void errorCode(uint code, const QString& details);
     void finished(uint exit, uint runtime);
 
