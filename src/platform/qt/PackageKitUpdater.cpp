@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 
 // A refresh of the package lists over a slow network takes minutes.
 constexpr auto transactionLimit = 3min;
+// Filters are bits by their number in PackageKit: "installed" is 2.
 constexpr quint64 installedFilter = 1U << 2U;
 constexpr quint64 noFilter = 0;
 constexpr uint authorizedWithoutAsking = 2;
