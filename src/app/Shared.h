@@ -13,14 +13,18 @@
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/UdevCameraMonitor.h"
 #include "platform/linux/V4l2CaptureDevices.h"
+#include "platform/linux/V4l2VideoCapture.h"
 #include "platform/linux/X11HotKeyService.h"
 #include "platform/linux/XdgAppGroupContainer.h"
 #include "platform/linux/XkbKeyboardLayout.h"
+#include "platform/qt/QtImageDecoder.h"
 #include "platform/qt/QtRunLoop.h"
+#include "shell/StatusItemController.h"
 #include "shortcuts/CameraShortcuts.h"
 #include "shortcuts/GlobalShortcuts.h"
 #include "sources/CameraDeviceManager.h"
 #include "sources/CameraPermission.h"
+#include "sources/PreviewRenderer.h"
 #include "support/Localization.h"
 #include "support/NotificationCenter.h"
 #include "support/Published.h"
@@ -51,6 +55,7 @@ private:
     void attachCameraShortcuts();
     std::shared_ptr<SystemExtensionInstaller> makeInstaller();
     void removeStaleTemporaryFiles();
+    std::unique_ptr<QWidget> makePopoverContent(PopoverActions actions);
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;
@@ -80,6 +85,10 @@ private:
     std::optional<UdevCameraMonitor> m_cameraMonitor;
     SharedInstance<CameraDeviceManager> m_cameraDeviceManager;
     Subscription m_cameraListLog;
+    V4l2VideoCapture m_videoCapture{m_captureDevices};
+    QtImageDecoder m_imageDecoder;
+    SharedInstance<PreviewRenderer> m_previewRenderer;
+    std::optional<StatusItemController> m_statusItemController;
     std::shared_ptr<AppDelegate> m_appDelegate;
 };
 

@@ -1,12 +1,12 @@
 #include "app/Shared.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QTimer>
 
 int main(int argc, char* argv[]) {
-    const QCoreApplication application(argc, argv);
+    const QApplication application(argc, argv);
     moritane::Shared shared;
     // Start-up runs in the first turn of the event loop, as launching finishes on a running loop.
     QTimer::singleShot(0, [&shared] { shared.applicationDidFinishLaunching(); });
-    return QCoreApplication::exec();
+    return QApplication::exec();
 }
