@@ -71,10 +71,9 @@ Shared::Shared()
                                               }});
       }),
       m_previewRenderer([this] {
-          return PreviewRenderer::create({m_cameraManager.get(), m_imageManager, m_store, m_videoCapture, m_imageDecoder,
-                                          m_runLoop, m_log, [](std::string label) {
-                                              return std::make_unique<SerialQueue>(std::move(label));
-                                          }});
+          return PreviewRenderer::create(
+              {m_cameraManager.get(), m_imageManager, m_store, m_videoCapture, m_imageDecoder, m_runLoop, m_log,
+               [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }});
       }) {
     m_statusItemController.emplace(StatusItemController::Collaborators{
         .cameraManager = m_cameraManager,
@@ -83,8 +82,7 @@ Shared::Shared()
         .localization = m_localization,
         .iconDirectory = linuxpaths::resourceDirectory() / "icons",
         .makePopoverContent = [this](PopoverActions actions) { return makePopoverContent(std::move(actions)); },
-        .showSettingsWindow =
-            [this] { m_log.write("AppDelegate: the settings window is not part of this edition yet"); },
+        .showSettingsWindow = [this] { openSettings(); },
         // The row that calls it is disabled while the updater cannot check, which here is always.
         .checkForUpdates = [] {},
         .canCheckForUpdates = [this] { return m_appDelegate && m_appDelegate->canCheckForUpdates(); },
@@ -93,8 +91,8 @@ Shared::Shared()
 
 std::unique_ptr<QWidget> Shared::makePopoverContent(PopoverActions actions) {
     return std::make_unique<StatusPopoverView>(
-        StatusPopoverView::Sources{m_cameraManager, m_imageManager, m_cameraDeviceManager, m_installer, m_previewRenderer,
-                                   m_cameraPermission, m_localization, m_store, m_imageDecoder},
+        StatusPopoverView::Sources{m_cameraManager, m_imageManager, m_cameraDeviceManager, m_installer,
+                                   m_previewRenderer, m_cameraPermission, m_localization, m_store, m_imageDecoder},
         StatusPopoverView::Inputs{std::move(actions.onOpenSettings), std::move(actions.onInstallExtension),
                                   std::move(actions.onCheckForUpdates), actions.canCheckForUpdates,
                                   [] { QApplication::quit(); }});
@@ -205,6 +203,38 @@ void Shared::applicationDidFinishLaunching() {
             applicationDidBecomeActive();
         }
     });
+}
+
+void Shared::listenForLaterStarts(SingleInstance& instance) {
+    if (const auto& error = instance.lockError()) {
+        m_log.write(fmt::format("SingleInstance: {}; a later start will run beside this one", error->description));
+        return;
+    }
+    auto listener = instance.listen();
+    if (!listener) {
+        m_log.write(fmt::format("SingleInstance: {}; a later start will end without being heard",
+                                listener.error().description));
+        return;
+    }
+    m_laterStarts = std::make_unique<QSocketNotifier>(listener.value(), QSocketNotifier::Read);
+    QObject::connect(m_laterStarts.get(), &QSocketNotifier::activated, [this, &instance] {
+        for (const auto& request : instance.takeRequests()) {
+            if (request == openSettingsRequest) {
+                m_log.write("SingleInstance: a later start asked for the settings");
+                openSettings();
+            } else {
+                m_log.write(
+                    fmt::format("SingleInstance: a later start asked for \"{}\", which means nothing here", request));
+            }
+        }
+    });
+}
+
+void Shared::openSettings() {
+    // The settings window comes in a later step; the popover is the way to the settings until then.
+    if (auto* popover = m_statusItemController->popover(); popover == nullptr || !popover->isVisible()) {
+        m_statusItemController->togglePopover();
+    }
 }
 
 void Shared::applicationDidBecomeActive() {

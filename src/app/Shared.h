@@ -10,6 +10,7 @@
 #include "platform/linux/GnomeSymbolicHotKeys.h"
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/JsonFileDefaults.h"
+#include "platform/linux/SingleInstance.h"
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/UdevCameraMonitor.h"
 #include "platform/linux/V4l2CaptureDevices.h"
@@ -31,6 +32,8 @@
 #include "support/SerialQueue.h"
 #include "support/SharedInstance.h"
 
+#include <QSocketNotifier>
+
 #include <memory>
 #include <optional>
 
@@ -46,6 +49,13 @@ public:
 
     /// Runs the start-up; from then on the program idles in the Qt event loop.
     void applicationDidFinishLaunching();
+
+    /// What a later start of the program asks of this one.
+    static constexpr std::string_view openSettingsRequest = "openSettings";
+    /// Takes requests from later starts, which `instance`'s lock turns away.
+    void listenForLaterStarts(SingleInstance& instance);
+    /// Shows the settings; until the program has a settings window, its popover.
+    void openSettings();
 
 private:
     AppDelegate::Collaborators delegateCollaborators();
@@ -89,6 +99,7 @@ private:
     QtImageDecoder m_imageDecoder;
     SharedInstance<PreviewRenderer> m_previewRenderer;
     std::optional<StatusItemController> m_statusItemController;
+    std::unique_ptr<QSocketNotifier> m_laterStarts;
     std::shared_ptr<AppDelegate> m_appDelegate;
 };
 

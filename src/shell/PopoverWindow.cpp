@@ -40,7 +40,8 @@ void PopoverWindow::showRelativeTo(const QRect& anchor) {
         screen = QGuiApplication::primaryScreen();
     }
     adjustSize();
-    move(placement(sizeHint(), place, screen != nullptr ? screen->availableGeometry() : QRect(place.topLeft(), sizeHint())));
+    move(placement(sizeHint(), place,
+                   screen != nullptr ? screen->availableGeometry() : QRect(place.topLeft(), sizeHint())));
     show();
     raise();
     activateWindow();

@@ -28,7 +28,8 @@ void StatusItemController::updateStatusIcon(Constants::CameraMode mode) {
         return;
     }
     const auto icon = statusIcon(mode);
-    const auto file = QString::fromStdString((m_collaborators.iconDirectory / (std::string(icon.symbol) + ".svg")).string());
+    const auto file =
+        QString::fromStdString((m_collaborators.iconDirectory / (std::string(icon.symbol) + ".svg")).string());
     QIcon image;
     if (QFile::exists(file)) {
         image = QIcon(file);
@@ -44,7 +45,8 @@ void StatusItemController::updateStatusIcon(Constants::CameraMode mode) {
             widget->setAccessibleName(label);
         }
     }
-    m_statusItem->setToolTip(QString::fromUtf8(statusItemToolTip.data(), static_cast<qsizetype>(statusItemToolTip.size())));
+    m_statusItem->setToolTip(
+        QString::fromUtf8(statusItemToolTip.data(), static_cast<qsizetype>(statusItemToolTip.size())));
 }
 
 void StatusItemController::togglePopover() {
@@ -101,6 +103,8 @@ void StatusItemController::closePopover() {
     }
 }
 
-void StatusItemController::popoverDidClose() { m_collaborators.preview.get().stop(); }
+void StatusItemController::popoverDidClose() {
+    m_collaborators.preview.get().stop();
+}
 
 }  // namespace moritane
