@@ -86,6 +86,7 @@ Shared::Shared()
         // The row that calls it is disabled while the updater cannot check, which here is always.
         .checkForUpdates = [] {},
         .canCheckForUpdates = [this] { return m_appDelegate && m_appDelegate->canCheckForUpdates(); },
+        .log = m_log,
     });
 }
 

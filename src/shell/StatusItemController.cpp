@@ -2,6 +2,8 @@
 
 #include "shell/model/StatusIcon.h"
 
+#include <fmt/format.h>
+
 #include <QApplication>
 #include <QFile>
 #include <QIcon>
@@ -21,6 +23,38 @@ void StatusItemController::setupStatusItem() {
         }
     });
     m_statusItem->show();
+    watchForTray();
+}
+
+void StatusItemController::watchForTray() {
+    if (QSystemTrayIcon::isSystemTrayAvailable()) {
+        return;
+    }
+    constexpr std::chrono::milliseconds kLook{250};
+    m_trayWatch = std::make_unique<QTimer>();
+    m_trayWatch->setInterval(kLook);
+    connect(m_trayWatch.get(), &QTimer::timeout, this, [this, deadline = std::chrono::steady_clock::now() + trayWait] {
+        if (QSystemTrayIcon::isSystemTrayAvailable()) {
+            m_trayWatch->stop();
+        } else if (std::chrono::steady_clock::now() >= deadline) {
+            m_trayWatch->stop();
+            tellTrayMissing();
+        }
+    });
+    m_trayWatch->start();
+}
+
+void StatusItemController::tellTrayMissing() {
+    m_collaborators.log.write(fmt::format(
+        "StatusItem: no system tray after {} seconds; the icon waits for one, the shortcuts work meanwhile",
+        std::chrono::duration_cast<std::chrono::seconds>(trayWait).count()));
+    const auto& texts = m_collaborators.localization;
+    m_trayMissingNotice = std::make_unique<QMessageBox>(
+        QMessageBox::Information, QStringLiteral("Moritane"), QString::fromStdString(texts.string("tray.missing.message")),
+        QMessageBox::Ok);
+    m_trayMissingNotice->setInformativeText(QString::fromStdString(texts.string("tray.missing.help")));
+    m_trayMissingNotice->setWindowModality(Qt::NonModal);
+    m_trayMissingNotice->show();
 }
 
 void StatusItemController::updateStatusIcon(Constants::CameraMode mode) {

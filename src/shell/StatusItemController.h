@@ -5,11 +5,15 @@
 #include "shell/PopoverWindow.h"
 #include "sources/PreviewRenderer.h"
 #include "support/Localization.h"
+#include "support/Log.h"
 #include "support/SharedInstance.h"
 
+#include <QMessageBox>
 #include <QObject>
 #include <QSystemTrayIcon>
+#include <QTimer>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -40,7 +44,12 @@ public:
         std::function<void()> checkForUpdates;
         /// The application's mirror of the updater's property, read at each opening.
         std::function<bool()> canCheckForUpdates;
+        Log& log;
     };
+
+    /// How long a tray may take to come up after the program, as at login, before the user is
+    /// told that there is none.
+    static constexpr std::chrono::milliseconds trayWait{5000};
 
     explicit StatusItemController(Collaborators collaborators);
 
@@ -58,10 +67,14 @@ private:
     void showPopover();
     std::unique_ptr<PopoverWindow> makePopover();
     void closePopover();
+    void watchForTray();
+    void tellTrayMissing();
 
     Collaborators m_collaborators;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<PopoverWindow> m_popover;
+    std::unique_ptr<QTimer> m_trayWatch;
+    std::unique_ptr<QMessageBox> m_trayMissingNotice;
 };
 
 }  // namespace moritane
