@@ -91,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Plane c{third.bytes(), strides[2]};
 
     std::optional<Frame> frame;
-    switch (format % 5) {
+    switch (format % 6) {
     case 0:
         frame = moritane::pixels::fromYuyv(a, width, height);
         break;
@@ -104,8 +104,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     case 3:
         frame = moritane::pixels::fromRgba(a, width, height);
         break;
-    default:
+    case 4:
         frame = moritane::pixels::fromRgb24(a, width, height);
+        break;
+    default:
+        frame = moritane::pixels::fromMjpeg(a.bytes, width, height);
         break;
     }
     if (frame && (frame->width() != width || frame->height() != height)) {

@@ -86,4 +86,14 @@ std::optional<Frame> fromRgb24(Plane rgb, int width, int height) {
     });
 }
 
+std::optional<Frame> fromMjpeg(std::span<const std::uint8_t> jpeg, int width, int height) {
+    if (!sizeFits(width, height)) {
+        return std::nullopt;
+    }
+    // libyuv reads the picture's own size first and refuses one that is not width x height.
+    return convert(width, height, [&](std::uint8_t* out, int stride) {
+        return libyuv::MJPGToARGB(jpeg.data(), jpeg.size(), out, stride, width, height, width, height);
+    });
+}
+
 }  // namespace moritane::pixels

@@ -28,5 +28,8 @@ std::optional<Frame> fromI420(Plane y, Plane u, Plane v, int width, int height);
 std::optional<Frame> fromRgba(Plane rgba, int width, int height);
 /// R, G, B bytes per pixel (V4L2's RGB24, libyuv's "RAW"); the frame is opaque.
 std::optional<Frame> fromRgb24(Plane rgb, int width, int height);
+/// One whole JPEG picture, as MJPEG cameras send each frame; a picture that is not width x height,
+/// or that does not decode, gives nothing.
+std::optional<Frame> fromMjpeg(std::span<const std::uint8_t> jpeg, int width, int height);
 
 }  // namespace moritane::pixels

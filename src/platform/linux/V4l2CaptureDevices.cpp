@@ -203,6 +203,18 @@ std::vector<V4l2CaptureDevices::Node> V4l2CaptureDevices::nodes() const {
     return found;
 }
 
+std::optional<V4l2CaptureDevices::Located> V4l2CaptureDevices::locate(const std::string& uniqueID) const {
+    static const std::vector<std::string_view> allTypes{
+        CaptureDeviceType::builtInWideAngleCamera, CaptureDeviceType::external, CaptureDeviceType::continuityCamera,
+        CaptureDeviceType::deskViewCamera};
+    for (const auto& node : nodes()) {
+        if (auto device = describe(node, allTypes); device && device->uniqueID == uniqueID) {
+            return Located{std::move(*device), m_deviceDirectory / node.name};
+        }
+    }
+    return std::nullopt;
+}
+
 std::vector<CaptureDevice> V4l2CaptureDevices::discoverDevices(const std::vector<std::string_view>& deviceTypes) const {
     std::vector<CaptureDevice> devices;
     for (const auto& node : nodes()) {

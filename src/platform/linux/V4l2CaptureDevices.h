@@ -43,6 +43,12 @@ public:
         bool onPlatformBus = false;
     };
 
+    /// A camera that is connected now, and the node its pictures come from.
+    struct Located {
+        CaptureDevice device;
+        std::filesystem::path path;
+    };
+
     explicit V4l2CaptureDevices(std::filesystem::path deviceDirectory = "/dev",
                                 std::filesystem::path sysfsClassDirectory = "/sys/class/video4linux");
 
@@ -55,6 +61,9 @@ public:
     /// The video nodes present now, in the order of their numbers; those that answer as no V4L2
     /// device are left out. Never waits on a node or an attribute. Any thread.
     [[nodiscard]] std::vector<Node> nodes() const;
+
+    /// The camera with `uniqueID` among the nodes present now, whatever its device type.
+    [[nodiscard]] std::optional<Located> locate(const std::string& uniqueID) const;
 
     /// The names of the video nodes among `names`, in the order of their numbers.
     static std::vector<std::string> videoNodeNames(const std::vector<std::string>& names);
