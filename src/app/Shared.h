@@ -95,7 +95,7 @@ private:
     std::optional<UdevCameraMonitor> m_cameraMonitor;
     SharedInstance<CameraDeviceManager> m_cameraDeviceManager;
     Subscription m_cameraListLog;
-    V4l2VideoCapture m_videoCapture{m_captureDevices};
+    V4l2VideoCapture m_videoCapture;
     QtImageDecoder m_imageDecoder;
     SharedInstance<PreviewRenderer> m_previewRenderer;
     std::optional<StatusItemController> m_statusItemController;
