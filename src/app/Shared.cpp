@@ -82,7 +82,7 @@ Shared::Shared()
         .localization = m_localization,
         .iconDirectory = linuxpaths::resourceDirectory() / "icons",
         .makePopoverContent = [this](PopoverActions actions) { return makePopoverContent(std::move(actions)); },
-        .showSettingsWindow = [this] { openSettings(); },
+        .showSettingsWindow = [this] { m_log.write("AppDelegate: this edition has no settings window yet"); },
         // The row that calls it is disabled while the updater cannot check, which here is always.
         .checkForUpdates = [] {},
         .canCheckForUpdates = [this] { return m_appDelegate && m_appDelegate->canCheckForUpdates(); },
