@@ -92,8 +92,9 @@ Shared::Shared()
 
 std::unique_ptr<QWidget> Shared::makePopoverContent(PopoverActions actions) {
     return std::make_unique<StatusPopoverView>(
-        StatusPopoverView::Sources{m_cameraManager, m_imageManager, m_cameraDeviceManager, m_installer,
-                                   m_previewRenderer, m_cameraPermission, m_localization, m_store, m_imageDecoder},
+        StatusPopoverView::Sources{m_cameraManager.get(), m_imageManager.get(), m_cameraDeviceManager.get(),
+                                   m_installer.get(), m_previewRenderer.get(), m_cameraPermission.get(), m_workspace,
+                                   m_localization, m_store, m_imageDecoder},
         StatusPopoverView::Inputs{std::move(actions.onOpenSettings), std::move(actions.onInstallExtension),
                                   std::move(actions.onCheckForUpdates), actions.canCheckForUpdates,
                                   [] { QApplication::quit(); }});

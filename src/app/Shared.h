@@ -17,6 +17,7 @@
 #include "platform/linux/V4l2VideoCapture.h"
 #include "platform/linux/X11HotKeyService.h"
 #include "platform/linux/XdgAppGroupContainer.h"
+#include "platform/linux/XdgWorkspace.h"
 #include "platform/linux/XkbKeyboardLayout.h"
 #include "platform/qt/QtImageDecoder.h"
 #include "platform/qt/QtRunLoop.h"
@@ -97,6 +98,7 @@ private:
     Subscription m_cameraListLog;
     V4l2VideoCapture m_videoCapture;
     QtImageDecoder m_imageDecoder;
+    XdgWorkspace m_workspace{XdgWorkspace::Environment::current(), m_localization.preferredLocalizations()};
     SharedInstance<PreviewRenderer> m_previewRenderer;
     std::optional<StatusItemController> m_statusItemController;
     std::unique_ptr<QSocketNotifier> m_laterStarts;

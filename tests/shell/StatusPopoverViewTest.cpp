@@ -1,0 +1,141 @@
+#include "shell/StatusPopoverView.h"
+
+#include "platform/sim/CapturingLog.h"
+#include "platform/sim/FakeAppGroupContainer.h"
+#include "platform/sim/FakeCameraAuthorization.h"
+#include "platform/sim/FakeCaptureDevices.h"
+#include "platform/sim/FakeImageDecoder.h"
+#include "platform/sim/FakeSystemExtensionService.h"
+#include "platform/sim/FakeVideoCapture.h"
+#include "platform/sim/FakeWorkspace.h"
+#include "platform/sim/ManualDispatchQueue.h"
+#include "platform/sim/ManualRunLoop.h"
+#include "platform/sim/MemoryDefaults.h"
+#include "shell/PopoverRow.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QMenu>
+
+namespace moritane {
+namespace {
+
+using Status = SystemExtensionInstaller::Status;
+
+const auto kBeach = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
+const auto kDesk = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
+
+class StatusPopoverViewTest : public ::testing::Test {
+protected:
+    /// Before the view is made: two images, one of whose files is missing.
+    bool addLibrary() {
+        decoder.define("beach", Frame::black(40, 30));
+        testing::writeFile(store.imagesDirectoryURL() / "beach.png", "beach");
+        images.get().savedImages = {{kBeach, "Beach", "beach.png"}, {kDesk, "Desk", "missing.png"}};
+        return true;
+    }
+
+    /// Runs the queued redraws and drops the content they replaced.
+    static void settle() {
+        QApplication::processEvents();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    static std::vector<std::string> rows(const QWidget& view) {
+        std::vector<std::string> made;
+        for (const auto* row : view.findChildren<PopoverRow*>()) {
+            made.push_back((row->isChecked() ? "* " : "") + row->text().toStdString() +
+                           (row->isEnabled() ? "" : " (disabled)"));
+        }
+        return made;
+    }
+    static PopoverRow* row(const QWidget& view, const char* title) {
+        const auto all = view.findChildren<PopoverRow*>();
+        const auto found = std::find_if(all.begin(), all.end(), [&](auto* row) { return row->text() == title; });
+        return found == all.end() ? nullptr : *found;
+    }
+
+    testing::TemporaryDirectory root;
+    FakeAppGroupContainer container{root.path(), root / "fixed"};
+    SharedStore store{container};
+    MemoryDefaults defaults;
+    ManualRunLoop loop;
+    CapturingLog log;
+    FakeImageDecoder decoder;
+    FakeVideoCapture capture;
+    FakeCaptureDevices devices;
+    NotificationCenter center;
+    FakeCameraAuthorization authorization;
+    FakeSystemExtensionService service{loop};
+    FakeWorkspace workspace;
+    const Localization localization{{}, {"en"}};  // titles read as their keys
+    std::shared_ptr<CameraManager> camera = CameraManager::create({store, defaults, loop, log});
+    SharedInstance<CameraManager> cameraInstance{[this] { return camera; }};
+    SharedInstance<ImageManager> images{[this] { return ImageManager::create({store, cameraInstance, loop, log}); }};
+    const CameraDeviceManager::QueueFactory queues = [](std::string label) {
+        return std::make_unique<ManualDispatchQueue>(std::move(label));
+    };
+    std::shared_ptr<CameraDeviceManager> cameras = CameraDeviceManager::create({devices, center, loop, queues});
+    std::shared_ptr<SystemExtensionInstaller> installer =
+        SystemExtensionInstaller::create({service, loop, log, localization, root.path()});
+    std::shared_ptr<CameraPermission> permission = CameraPermission::create(authorization, center);
+    std::shared_ptr<PreviewRenderer> preview =
+        PreviewRenderer::create({*camera, images, store, capture, decoder, loop, log, queues});
+    int quits = 0;
+    const bool hasLibrary = addLibrary();
+    StatusPopoverView view{
+        {*camera, images.get(), *cameras, *installer, *preview, *permission, workspace, localization, store, decoder},
+        {[] {}, [] {}, [] {}, false, [this] { ++quits; }}};
+};
+
+TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {
+    EXPECT_EQ(rows(view), (std::vector<std::string>{"* menu.cameraOff", "menu.cameraOn", "menu.selectCamera", "Beach",
+                                                    "Desk", "menu.settings", "menu.checkForUpdates (disabled)",
+                                                    "menu.quit", "menu.installExtension"}));
+    EXPECT_TRUE(row(view, "Beach")->hasThumbnail());
+    EXPECT_FALSE(row(view, "Desk")->hasThumbnail());  // its file is missing, yet it can be chosen
+
+    row(view, "Desk")->click();
+    settle();
+    EXPECT_EQ(camera->selectedImageId.value(), kDesk);
+    EXPECT_TRUE(row(view, "Desk")->isChecked());
+    EXPECT_FALSE(row(view, "menu.cameraOff")->isChecked());
+
+    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    QApplication::sendEvent(row(view, "menu.quit"), &enter);
+    EXPECT_EQ(quits, 1);
+
+    cameras->cameras = {{"desk", "Desk Camera", false}};
+    settle();
+    row(view, "menu.selectCamera")->findChild<QMenu*>()->actions().back()->trigger();
+    EXPECT_EQ(camera->selectedCameraId.value(), "desk");
+    EXPECT_EQ(camera->currentMode.value(), Constants::CameraMode::camera);
+}
+
+TEST_F(StatusPopoverViewTest, BlocksComeAndGoWithTheirStatus) {
+    installer->status = Status::activated();
+    settle();
+    EXPECT_EQ(row(view, "menu.installExtension"), nullptr);
+    EXPECT_EQ(row(view, "menu.cameraPermission.openSettings"), nullptr);
+    permission->status = AuthorizationStatus::denied;
+    settle();
+    EXPECT_NE(row(view, "menu.cameraPermission.openSettings"), nullptr);
+}
+
+TEST_F(StatusPopoverViewTest, FramesRepaintThePreviewWithoutRebuildingTheRows) {
+    const auto before = view.findChildren<PopoverRow*>();
+    preview->currentFrame = Frame::black(320, 180);
+    settle();
+    EXPECT_EQ(view.findChildren<PopoverRow*>(), before);
+}
+
+}  // namespace
+}  // namespace moritane
+
+int main(int argc, char* argv[]) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
