@@ -3,6 +3,7 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QScreen>
 #include <QVBoxLayout>
 
@@ -16,14 +17,15 @@ PopoverWindow::PopoverWindow(std::unique_ptr<QWidget> content, std::function<voi
     // open a new one.
     setAttribute(Qt::WA_NoMouseReplay);
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
+    // Room for the edge, which sets the popover off from whatever lies under it.
+    layout->setContentsMargins(1, 1, 1, 1);
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addWidget(content.release());
 }
 
 QPoint PopoverWindow::placement(const QSize& size, const QRect& anchor, const QRect& available) {
     constexpr int kGap = 4;
-    int x = anchor.center().x() - size.width() / 2;
+    int x = anchor.left() + anchor.width() / 2 - size.width() / 2;
     int y = anchor.bottom() + 1 + kGap;
     if (y + size.height() > available.bottom() + 1 && anchor.top() - kGap - size.height() >= available.top()) {
         y = anchor.top() - kGap - size.height();
@@ -53,6 +55,13 @@ void PopoverWindow::keyPressEvent(QKeyEvent* event) {
         return;
     }
     QWidget::keyPressEvent(event);
+}
+
+void PopoverWindow::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    painter.fillRect(rect(), palette().window());
+    painter.setPen(palette().color(QPalette::Mid));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
 
 void PopoverWindow::hideEvent(QHideEvent* event) {

@@ -45,13 +45,13 @@ void StatusItemController::watchForTray() {
 }
 
 void StatusItemController::tellTrayMissing() {
-    m_collaborators.log.write(fmt::format(
-        "StatusItem: no system tray after {} seconds; the icon waits for one, the shortcuts work meanwhile",
-        std::chrono::duration_cast<std::chrono::seconds>(trayWait).count()));
+    m_collaborators.log.write(
+        fmt::format("StatusItem: no system tray after {} seconds; the icon waits for one, the shortcuts work meanwhile",
+                    std::chrono::duration_cast<std::chrono::seconds>(trayWait).count()));
     const auto& texts = m_collaborators.localization;
-    m_trayMissingNotice = std::make_unique<QMessageBox>(
-        QMessageBox::Information, QStringLiteral("Moritane"), QString::fromStdString(texts.string("tray.missing.message")),
-        QMessageBox::Ok);
+    m_trayMissingNotice =
+        std::make_unique<QMessageBox>(QMessageBox::Information, QStringLiteral("Moritane"),
+                                      QString::fromStdString(texts.string("tray.missing.message")), QMessageBox::Ok);
     m_trayMissingNotice->setInformativeText(QString::fromStdString(texts.string("tray.missing.help")));
     m_trayMissingNotice->setWindowModality(Qt::NonModal);
     m_trayMissingNotice->show();
