@@ -12,6 +12,8 @@
 #include <sstream>
 #include <thread>
 
+extern char** environ;
+
 namespace moritane {
 namespace {
 
@@ -28,9 +30,9 @@ testing::ChildProcess startOnDisplay(const testing::XvfbServer& server, const st
                                        "QT_QPA_PLATFORM=xcb",
                                        "LANG=C.UTF-8",
                                        kPath};
-    for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
-        if (const char* value = std::getenv(name)) {
-            variables.push_back(std::string(name) + "=" + value);
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        if (const std::string_view variable(*entry); variable.starts_with("ASAN_") || variable.starts_with("UBSAN_")) {
+            variables.emplace_back(variable);
         }
     }
     return {{MORITANE_PROGRAM}, variables, STDERR_FILENO};

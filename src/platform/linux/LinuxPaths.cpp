@@ -37,7 +37,7 @@ std::filesystem::path defaultsFile() {
 }
 
 std::filesystem::path instanceDirectory() {
-    const std::filesystem::path runtime(environmentVariable("XDG_RUNTIME_DIR"));
+    std::filesystem::path runtime(environmentVariable("XDG_RUNTIME_DIR"));
     std::error_code error;
     if (runtime.is_absolute() && std::filesystem::is_directory(runtime, error)) {
         return runtime;

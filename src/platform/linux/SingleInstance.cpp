@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 namespace moritane {
@@ -18,7 +19,7 @@ namespace moritane {
 namespace {
 
 Error systemError(std::string_view what, int code) {
-    return {"NSPOSIXErrorDomain", code, fmt::format("{}: {}", what, std::strerror(code))};
+    return {"NSPOSIXErrorDomain", code, fmt::format("{}: {}", what, std::generic_category().message(code))};
 }
 
 /// The socket's address; none when the path does not fit.
