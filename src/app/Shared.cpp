@@ -2,11 +2,14 @@
 
 #include "camera/Constants.h"
 #include "platform/linux/LinuxPaths.h"
+#include "shell/StatusPopoverView.h"
 #include "shortcuts/ShortcutDisplay.h"
 #include "support/Files.h"
 
 #include <fmt/format.h>
 #include <fmt/std.h>
+
+#include <QApplication>
 
 #include <chrono>
 #include <utility>
@@ -66,7 +69,36 @@ Shared::Shared()
           return CameraDeviceManager::create({m_captureDevices, m_notificationCenter, m_runLoop, [](std::string label) {
                                                   return std::make_unique<SerialQueue>(std::move(label));
                                               }});
-      }) {}
+      }),
+      m_previewRenderer([this] {
+          return PreviewRenderer::create(
+              {m_cameraManager.get(), m_imageManager, m_store, m_videoCapture, m_imageDecoder, m_runLoop, m_log,
+               [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }});
+      }) {
+    m_statusItemController.emplace(StatusItemController::Collaborators{
+        .cameraManager = m_cameraManager,
+        .extensionInstaller = m_installer,
+        .preview = m_previewRenderer,
+        .localization = m_localization,
+        .iconDirectory = linuxpaths::resourceDirectory() / "icons",
+        .makePopoverContent = [this](PopoverActions actions) { return makePopoverContent(std::move(actions)); },
+        .showSettingsWindow = [this] { m_log.write("AppDelegate: this edition has no settings window yet"); },
+        // The row that calls it is disabled while the updater cannot check, which here is always.
+        .checkForUpdates = [] {},
+        .canCheckForUpdates = [this] { return m_appDelegate && m_appDelegate->canCheckForUpdates(); },
+        .log = m_log,
+    });
+}
+
+std::unique_ptr<QWidget> Shared::makePopoverContent(PopoverActions actions) {
+    return std::make_unique<StatusPopoverView>(
+        StatusPopoverView::Sources{m_cameraManager.get(), m_imageManager.get(), m_cameraDeviceManager.get(),
+                                   m_installer.get(), m_previewRenderer.get(), m_cameraPermission.get(), m_workspace,
+                                   m_localization, m_store, m_imageDecoder},
+        StatusPopoverView::Inputs{std::move(actions.onOpenSettings), std::move(actions.onInstallExtension),
+                                  std::move(actions.onCheckForUpdates), actions.canCheckForUpdates,
+                                  [] { QApplication::quit(); }});
+}
 
 std::shared_ptr<SystemExtensionInstaller> Shared::makeInstaller() {
     auto installer = SystemExtensionInstaller::create(
@@ -84,8 +116,6 @@ std::shared_ptr<SystemExtensionInstaller> Shared::makeInstaller() {
 }
 
 AppDelegate::Collaborators Shared::delegateCollaborators() {
-    // This edition runs without windows and without a tray: the parts that need them have
-    // nothing to do here.
     return AppDelegate::Collaborators{
         .cameraManager = m_cameraManager,
         .defaults = m_defaults,
@@ -94,12 +124,10 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
         .mainQueue = m_runLoop,
         .log = m_log,
         .updaterCanCheckForUpdates = m_updaterCanCheckForUpdates,
-        // Without windows there is no taskbar entry to keep away.
-        .setAccessoryActivationPolicy = [] {},
-        // With no status bar the camera manager comes up at its first subscriber, as it does
-        // when a status item has no button.
-        .setupStatusItem = [] {},
-        .updateStatusIcon = [](Constants::CameraMode) {},
+        // The program has no main window and so no taskbar entry; closing a window must not end it.
+        .setAccessoryActivationPolicy = [] { QApplication::setQuitOnLastWindowClosed(false); },
+        .setupStatusItem = [this] { m_statusItemController->setupStatusItem(); },
+        .updateStatusIcon = [this](Constants::CameraMode mode) { m_statusItemController->updateStatusIcon(mode); },
         .showOnboarding =
             [this] { m_log.write("AppDelegate: onboarding needs a window, which this edition does not have"); },
         .activateExtensionIfNeeded = [this] { m_installer.get().activateIfNeeded(); },
@@ -169,8 +197,46 @@ void Shared::applicationDidFinishLaunching() {
     m_appDelegate = AppDelegate::create(delegateCollaborators());
     m_appDelegate->applicationDidFinishLaunching();
     logCameraPermission();
-    // Started by the user, the program is the active one once it has launched.
+    // Started by the user, the program is the active one once it has launched; later it becomes
+    // active again whenever one of its windows takes the focus.
     applicationDidBecomeActive();
+    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive) {
+            applicationDidBecomeActive();
+        }
+    });
+}
+
+void Shared::listenForLaterStarts(SingleInstance& instance) {
+    if (const auto& error = instance.lockError()) {
+        m_log.write(fmt::format("SingleInstance: {}; a later start will run beside this one", error->description));
+        return;
+    }
+    auto listener = instance.listen();
+    if (!listener) {
+        m_log.write(fmt::format("SingleInstance: {}; a later start will end without being heard",
+                                listener.error().description));
+        return;
+    }
+    m_laterStarts = std::make_unique<QSocketNotifier>(listener.value(), QSocketNotifier::Read);
+    QObject::connect(m_laterStarts.get(), &QSocketNotifier::activated, [this, &instance] {
+        for (const auto& request : instance.takeRequests()) {
+            if (request == openSettingsRequest) {
+                m_log.write("SingleInstance: a later start asked for the settings");
+                openSettings();
+            } else {
+                m_log.write(
+                    fmt::format("SingleInstance: a later start asked for \"{}\", which means nothing here", request));
+            }
+        }
+    });
+}
+
+void Shared::openSettings() {
+    // The settings window comes in a later step; the popover is the way to the settings until then.
+    if (auto* popover = m_statusItemController->popover(); popover == nullptr || !popover->isVisible()) {
+        m_statusItemController->togglePopover();
+    }
 }
 
 void Shared::applicationDidBecomeActive() {

@@ -10,22 +10,30 @@
 #include "platform/linux/GnomeSymbolicHotKeys.h"
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/JsonFileDefaults.h"
+#include "platform/linux/SingleInstance.h"
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/UdevCameraMonitor.h"
 #include "platform/linux/V4l2CaptureDevices.h"
+#include "platform/linux/V4l2VideoCapture.h"
 #include "platform/linux/X11HotKeyService.h"
 #include "platform/linux/XdgAppGroupContainer.h"
+#include "platform/linux/XdgWorkspace.h"
 #include "platform/linux/XkbKeyboardLayout.h"
+#include "platform/qt/QtImageDecoder.h"
 #include "platform/qt/QtRunLoop.h"
+#include "shell/StatusItemController.h"
 #include "shortcuts/CameraShortcuts.h"
 #include "shortcuts/GlobalShortcuts.h"
 #include "sources/CameraDeviceManager.h"
 #include "sources/CameraPermission.h"
+#include "sources/PreviewRenderer.h"
 #include "support/Localization.h"
 #include "support/NotificationCenter.h"
 #include "support/Published.h"
 #include "support/SerialQueue.h"
 #include "support/SharedInstance.h"
+
+#include <QSocketNotifier>
 
 #include <memory>
 #include <optional>
@@ -43,6 +51,13 @@ public:
     /// Runs the start-up; from then on the program idles in the Qt event loop.
     void applicationDidFinishLaunching();
 
+    /// What a later start of the program asks of this one.
+    static constexpr std::string_view openSettingsRequest = "openSettings";
+    /// Takes requests from later starts, which `instance`'s lock turns away.
+    void listenForLaterStarts(SingleInstance& instance);
+    /// Shows the settings; until the program has a settings window, its popover.
+    void openSettings();
+
 private:
     AppDelegate::Collaborators delegateCollaborators();
     void applicationDidBecomeActive();
@@ -51,6 +66,7 @@ private:
     void attachCameraShortcuts();
     std::shared_ptr<SystemExtensionInstaller> makeInstaller();
     void removeStaleTemporaryFiles();
+    std::unique_ptr<QWidget> makePopoverContent(PopoverActions actions);
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;
@@ -80,6 +96,12 @@ private:
     std::optional<UdevCameraMonitor> m_cameraMonitor;
     SharedInstance<CameraDeviceManager> m_cameraDeviceManager;
     Subscription m_cameraListLog;
+    V4l2VideoCapture m_videoCapture;
+    QtImageDecoder m_imageDecoder;
+    XdgWorkspace m_workspace{XdgWorkspace::Environment::current(), m_localization.preferredLocalizations()};
+    SharedInstance<PreviewRenderer> m_previewRenderer;
+    std::optional<StatusItemController> m_statusItemController;
+    std::unique_ptr<QSocketNotifier> m_laterStarts;
     std::shared_ptr<AppDelegate> m_appDelegate;
 };
 

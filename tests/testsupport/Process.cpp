@@ -71,6 +71,12 @@ bool ChildProcess::waitFor(std::string_view text, std::chrono::milliseconds limi
     return true;
 }
 
+const std::string& ChildProcess::readToEnd(std::chrono::milliseconds limit) {
+    // A text no program writes: reading goes on until the pipe closes or time is up.
+    waitFor(std::string_view("\0\0", 2), limit);
+    return m_output;
+}
+
 bool ChildProcess::stop() {
     int status = 0;
     if (m_pid <= 0 || ::kill(m_pid, SIGTERM) != 0 || ::waitpid(m_pid, &status, 0) != m_pid) {

@@ -23,6 +23,9 @@ public:
     /// not come within `limit` or the pipe closes.
     bool waitFor(std::string_view text, std::chrono::milliseconds limit = std::chrono::seconds(20));
 
+    /// Reads until the program closes its end of the pipe, at most for `limit`; all it wrote.
+    const std::string& readToEnd(std::chrono::milliseconds limit = std::chrono::seconds(20));
+
     [[nodiscard]] const std::string& output() const { return m_output; }
 
     /// Ends the program as the system would; true when it ended by that signal.

@@ -28,6 +28,12 @@ public:
         return run(command);
     }
 
+    /// What `command` run against this display writes to its standard output.
+    [[nodiscard]] std::string output(std::vector<std::string> command) const {
+        ChildProcess process(std::move(command), {"DISPLAY=" + m_display, "PATH=/usr/local/bin:/usr/bin:/bin"}, 1);
+        return process.readToEnd();
+    }
+
 private:
     ChildProcess m_server;
     std::string m_display;

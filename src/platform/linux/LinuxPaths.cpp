@@ -36,6 +36,19 @@ std::filesystem::path defaultsFile() {
     return base / "moritane" / "defaults.json";
 }
 
+std::filesystem::path instanceDirectory() {
+    std::filesystem::path runtime(environmentVariable("XDG_RUNTIME_DIR"));
+    std::error_code error;
+    if (runtime.is_absolute() && std::filesystem::is_directory(runtime, error)) {
+        return runtime;
+    }
+    auto directory = defaultsFile().parent_path();
+    if (std::filesystem::create_directories(directory, error)) {
+        std::filesystem::permissions(directory, std::filesystem::perms::owner_all, error);
+    }
+    return directory;
+}
+
 std::filesystem::path resourceDirectory() {
     std::error_code error;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);

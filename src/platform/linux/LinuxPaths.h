@@ -19,6 +19,10 @@ std::filesystem::path homeDirectory();
 /// $XDG_CONFIG_HOME/moritane/defaults.json, or ~/.config/moritane/defaults.json.
 std::filesystem::path defaultsFile();
 
+/// Where the running instance keeps its lock and socket: $XDG_RUNTIME_DIR, private to the user
+/// and emptied at logout, or else the directory of the defaults file, made if missing.
+std::filesystem::path instanceDirectory();
+
 /// The installed resources: share/moritane beside the bin directory of the running program.
 std::filesystem::path resourceDirectory();
 
