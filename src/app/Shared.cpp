@@ -83,8 +83,7 @@ Shared::Shared()
         .iconDirectory = linuxpaths::resourceDirectory() / "icons",
         .makePopoverContent = [this](PopoverActions actions) { return makePopoverContent(std::move(actions)); },
         .showSettingsWindow = [this] { m_log.write("AppDelegate: this edition has no settings window yet"); },
-        // The row that calls it is disabled while the updater cannot check, which here is always.
-        .checkForUpdates = [] {},
+        .checkForUpdates = [this] { m_updater.checkForUpdates(); },
         .canCheckForUpdates = [this] { return m_appDelegate && m_appDelegate->canCheckForUpdates(); },
         .log = m_log,
     });
@@ -123,7 +122,7 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
         .utilityQueue = m_utilityQueue,
         .mainQueue = m_runLoop,
         .log = m_log,
-        .updaterCanCheckForUpdates = m_updaterCanCheckForUpdates,
+        .updaterCanCheckForUpdates = m_updater.canCheckForUpdates(),
         // The program has no main window and so no taskbar entry; closing a window must not end it.
         .setAccessoryActivationPolicy = [] { QApplication::setQuitOnLastWindowClosed(false); },
         .setupStatusItem = [this] { m_statusItemController->setupStatusItem(); },

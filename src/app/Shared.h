@@ -19,6 +19,7 @@
 #include "platform/linux/XdgAppGroupContainer.h"
 #include "platform/linux/XdgWorkspace.h"
 #include "platform/linux/XkbKeyboardLayout.h"
+#include "platform/qt/PackageKitUpdater.h"
 #include "platform/qt/QtImageDecoder.h"
 #include "platform/qt/QtRunLoop.h"
 #include "shell/StatusItemController.h"
@@ -77,8 +78,8 @@ private:
     SerialQueue m_utilityQueue{"com.orsk.moritane.utility"};
     Localization m_localization;
     DeviceNodeCameraAuthorization m_cameraAuthorization;
-    // This edition has no updater yet: it can never check.
-    Published<bool> m_updaterCanCheckForUpdates{false};
+    // Made with the application, so that it knows whether it can check before launching finishes.
+    PackageKitUpdater m_updater{m_localization, m_log, "moritane"};
     SharedInstance<CameraManager> m_cameraManager;
     SharedInstance<ImageManager> m_imageManager;
     AbsentSystemExtensionService m_extensionService{m_runLoop};
