@@ -10,12 +10,15 @@ namespace moritane {
 Frame::Frame(int width, int height, std::shared_ptr<const PixelBytes> pixels)
     : m_width(width), m_height(height), m_stride(width * 4), m_pixels(std::move(pixels)) {}
 
-Frame Frame::black(int width, int height) {
+Frame Frame::filled(int width, int height, std::array<std::uint8_t, 4> bgra) {
     if (width <= 0 || height <= 0 || width > kMaxSide || height > kMaxSide) {
         return {};
     }
     Canvas canvas(width, height);
-    libyuv::ARGBRect(canvas.data(), canvas.stride(), 0, 0, width, height, 0xFF000000U);
+    // libyuv's ARGB value is one native word: B in the low byte, as it lies first in memory.
+    const auto value = static_cast<std::uint32_t>(bgra[0]) | static_cast<std::uint32_t>(bgra[1]) << 8U |
+                       static_cast<std::uint32_t>(bgra[2]) << 16U | static_cast<std::uint32_t>(bgra[3]) << 24U;
+    libyuv::ARGBRect(canvas.data(), canvas.stride(), 0, 0, width, height, value);
     return std::move(canvas).finish();
 }
 

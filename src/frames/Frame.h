@@ -19,8 +19,10 @@ public:
     /// No pixels: 0 x 0.
     Frame() = default;
 
-    /// Opaque black; a side outside 0 ... kMaxSide gives an empty frame.
-    static Frame black(int width, int height);
+    /// Every pixel `bgra`; a side outside 0 ... kMaxSide gives an empty frame.
+    static Frame filled(int width, int height, std::array<std::uint8_t, 4> bgra);
+    /// Opaque black, as filled().
+    static Frame black(int width, int height) { return filled(width, height, {0, 0, 0, 255}); }
 
     int width() const { return m_width; }
     int height() const { return m_height; }

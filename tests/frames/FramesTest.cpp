@@ -18,15 +18,6 @@ using Bgra = std::array<std::uint8_t, 4>;
 constexpr Bgra kBlack{0, 0, 0, 255};
 constexpr Bgra kTeal{160, 120, 20, 255};
 
-Frame uniform(int width, int height, Bgra colour) {
-    Canvas canvas(width, height);
-    std::uint8_t* at = canvas.data();
-    for (int i = 0; i < width * height; ++i) {
-        at = std::copy(colour.begin(), colour.end(), at);
-    }
-    return std::move(canvas).finish();
-}
-
 /// Alpha exactly, colours within `tolerance` levels.
 bool near(Bgra got, Bgra expected, int tolerance) {
     return got[3] == expected[3] && std::abs(got[0] - expected[0]) <= tolerance &&
@@ -56,7 +47,7 @@ TEST(FrameFitTest, PlacesTheWholeImageOnBlackToThePixel) {
         {"empty source", 0, 0, 0, 0, 0, 0},
     };
     for (const auto& c : cases) {
-        const Frame source = c.sourceWidth == 0 ? Frame() : uniform(c.sourceWidth, c.sourceHeight, kTeal);
+        const Frame source = c.sourceWidth == 0 ? Frame() : Frame::filled(c.sourceWidth, c.sourceHeight, kTeal);
         const Frame fitted = fitIntoBlack(source, 320, 180);
         ASSERT_EQ(fitted.width(), 320) << c.name;
         ASSERT_EQ(fitted.height(), 180) << c.name;

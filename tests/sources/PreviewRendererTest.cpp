@@ -25,23 +25,14 @@ constexpr Bgra kGreen{0, 255, 0, 255};
 const auto kWide = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
 const auto kNarrow = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
 
-Frame uniform(int width, int height, Bgra colour) {
-    Canvas canvas(width, height);
-    std::uint8_t* at = canvas.data();
-    for (int i = 0; i < width * height; ++i) {
-        at = std::copy(colour.begin(), colour.end(), at);
-    }
-    return std::move(canvas).finish();
-}
-
 class PreviewRendererTest : public ::testing::Test {
 protected:
     PreviewRendererTest() {
         const std::string external(CaptureDeviceType::external);
         capture.setDevices(
             {{"desk", "Desk Camera", external}, {"other", "Other Camera", external}, {"own", "Moritane", external}});
-        decoder.define("wide", uniform(64, 16, kRed));
-        decoder.define("narrow", uniform(9, 16, kRed));
+        decoder.define("wide", Frame::filled(64, 16, kRed));
+        decoder.define("narrow", Frame::filled(9, 16, kRed));
         std::filesystem::create_directories(root / "Images");
         testing::writeFile(root / "Images" / "wide.png", "wide");
         testing::writeFile(root / "Images" / "narrow.png", "narrow");
@@ -124,7 +115,7 @@ TEST_F(PreviewRendererTest, MissingImagesAndCamerasGiveBlackAndNoSession) {
     };
     open();
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        renderer->currentFrame = uniform(320, 180, kGreen);
+        renderer->currentFrame = Frame::filled(320, 180, kGreen);
         cases[i]();
         loop.drainMain();
         EXPECT_TRUE(showsBlack()) << "case " << i;
@@ -145,7 +136,7 @@ TEST_F(PreviewRendererTest, ACameraSessionShowsFittedFramesWhileTheModeLasts) {
     EXPECT_TRUE(renderer->hasCaptureSession());
     EXPECT_FALSE(renderer->currentFrame.value());  // nothing until the first frame
 
-    capture.deliver(0, uniform(1280, 720, kGreen));
+    capture.deliver(0, Frame::filled(1280, 720, kGreen));
     settle();
     EXPECT_EQ(renderer->currentFrame.value()->width(), 320);
     EXPECT_EQ(at(0, 0), kGreen);
@@ -153,13 +144,13 @@ TEST_F(PreviewRendererTest, ACameraSessionShowsFittedFramesWhileTheModeLasts) {
     EXPECT_EQ(capture.sessions().size(), 1U);
 
     // A frame under way when the popover closes is dropped on the main thread.
-    capture.deliver(0, uniform(640, 480, kRed));
+    capture.deliver(0, Frame::filled(640, 480, kRed));
     queue->runAll();
     renderer->stop();
     loop.drainMain();
     EXPECT_FALSE(renderer->currentFrame.value());
     EXPECT_FALSE(session.running);
-    capture.deliver(0, uniform(640, 480, kRed));
+    capture.deliver(0, Frame::filled(640, 480, kRed));
     EXPECT_EQ(queue->pending(), 0U);
 }
 
@@ -170,7 +161,7 @@ TEST_F(PreviewRendererTest, ASessionThatCannotBeSetUpLeavesTheFrameAsItWas) {
     capture.refuseOutput("third");
     for (const auto* id : {"desk", "other", "third"}) {
         chooseCamera(id);
-        renderer->currentFrame = uniform(320, 180, kGreen);
+        renderer->currentFrame = Frame::filled(320, 180, kGreen);
         open();
         settle();
         EXPECT_FALSE(renderer->hasCaptureSession()) << id;
