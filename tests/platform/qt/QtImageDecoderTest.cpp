@@ -7,7 +7,6 @@
 #include <QImageWriter>
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <zlib.h>
 
 #include <array>
@@ -182,7 +181,6 @@ TEST(QtImageDecoderTest, GivesNoneForWhatIsNoWholeImageOfAllowedSize) {
         writeFile(directory / name, bytes);
         return directory / name;
     };
-    ASSERT_EQ(::mkfifo((directory / "fifo").c_str(), 0600), 0);
     struct Case {
         const char* name;
         std::filesystem::path path;
@@ -192,11 +190,8 @@ TEST(QtImageDecoderTest, GivesNoneForWhatIsNoWholeImageOfAllowedSize) {
         {"PNG cut short", file("png", png.substr(0, png.size() * 3 / 4))},
         {"JPEG cut short in its scan", file("jpeg", jpeg.substr(0, jpeg.size() * 3 / 4))},
         {"text", file("text", "no image at all\n")},
-        {"directory", directory.path()},
-        {"FIFO, never waited on", directory / "fifo"},
         {"PNG header of 20000 x 20000", file("wide", greyPng(20000, 20000, false))},
         {"PNG of more pixels than allowed, sides allowed", file("many", greyPng(7072, 7072, true))},
-        {"missing file", directory / "missing"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
