@@ -12,6 +12,7 @@
 #include <QApplication>
 
 #include <chrono>
+#include <future>
 #include <utility>
 
 namespace moritane {
@@ -89,6 +90,18 @@ Shared::Shared()
     });
 }
 
+Shared::~Shared() {
+    // A frame being handled on the capture queue holds the renderer: stop the preview and let the
+    // queue run dry, so that the renderer does not end there, on the thread its queue would join.
+    if (m_previewRenderer.isMade()) {
+        auto& renderer = m_previewRenderer.get();
+        renderer.stop();
+        std::promise<void> drained;
+        renderer.captureQueue().async([&drained] { drained.set_value(); });
+        drained.get_future().wait();
+    }
+}
+
 std::unique_ptr<QWidget> Shared::makePopoverContent(PopoverActions actions) {
     return std::make_unique<StatusPopoverView>(
         StatusPopoverView::Sources{m_cameraManager.get(), m_imageManager.get(), m_cameraDeviceManager.get(),
@@ -102,7 +115,7 @@ std::unique_ptr<QWidget> Shared::makePopoverContent(PopoverActions actions) {
 std::shared_ptr<SystemExtensionInstaller> Shared::makeInstaller() {
     auto installer = SystemExtensionInstaller::create(
         {m_extensionService, m_runLoop, m_log, m_localization, linuxpaths::resourceDirectory()});
-    // Without a popover to show it in, the status is told in the log, in the popover's words.
+    // The status is told in the log too, in the popover's words, for whoever reads the log.
     m_extensionStatusLog = installer->status.subscribe([this](const SystemExtensionInstaller::Status& status) {
         const auto text = m_localization.string(SystemExtensionInstaller::popoverKey(status.kind()));
         const auto& failure = status.failure();
@@ -138,8 +151,8 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
 
 void Shared::startCameraDiscovery() {
     m_cameraMonitor.emplace(m_notificationCenter, m_log);
-    // Without a menu to show them in, the cameras found are told in the log, from the first
-    // discovery on (the empty list before it says nothing).
+    // The cameras found are told in the log too, from the first discovery on (the empty list
+    // before it says nothing).
     m_cameraListLog = m_cameraDeviceManager.get().cameras.subscribe([this, first = true](const auto& cameras) mutable {
         if (std::exchange(first, false)) {
             return;
@@ -153,7 +166,7 @@ void Shared::startCameraDiscovery() {
 }
 
 void Shared::logCameraPermission() {
-    // Without a popover to warn in, the permission is told in the log, with where to learn more.
+    // The permission is told in the log too, with where to learn more.
     m_cameraPermissionLog = m_cameraPermission.get().status.subscribe([this](AuthorizationStatus status) {
         m_log.write(
             fmt::format("CameraPermission: {}{}", statusText(status),
@@ -199,11 +212,12 @@ void Shared::applicationDidFinishLaunching() {
     // Started by the user, the program is the active one once it has launched; later it becomes
     // active again whenever one of its windows takes the focus.
     applicationDidBecomeActive();
-    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, [this](Qt::ApplicationState state) {
-        if (state == Qt::ApplicationActive) {
-            applicationDidBecomeActive();
-        }
-    });
+    QObject::connect(qApp, &QGuiApplication::applicationStateChanged, &*m_statusItemController,
+                     [this](Qt::ApplicationState state) {
+                         if (state == Qt::ApplicationActive) {
+                             applicationDidBecomeActive();
+                         }
+                     });
 }
 
 void Shared::listenForLaterStarts(SingleInstance& instance) {
@@ -218,7 +232,7 @@ void Shared::listenForLaterStarts(SingleInstance& instance) {
         return;
     }
     m_laterStarts = std::make_unique<QSocketNotifier>(listener.value(), QSocketNotifier::Read);
-    QObject::connect(m_laterStarts.get(), &QSocketNotifier::activated, [this, &instance] {
+    QObject::connect(m_laterStarts.get(), &QSocketNotifier::activated, m_laterStarts.get(), [this, &instance] {
         for (const auto& request : instance.takeRequests()) {
             if (request == openSettingsRequest) {
                 m_log.write("SingleInstance: a later start asked for the settings");

@@ -46,6 +46,11 @@ namespace moritane {
 class Shared {
 public:
     Shared();
+    Shared(const Shared&) = delete;
+    Shared& operator=(const Shared&) = delete;
+    Shared(Shared&&) = delete;
+    Shared& operator=(Shared&&) = delete;
+    ~Shared();
 
     CameraManager& cameraManager() { return m_cameraManager.get(); }
 

@@ -36,6 +36,8 @@ void StatusItemController::watchForTray() {
     connect(m_trayWatch.get(), &QTimer::timeout, this, [this, deadline = std::chrono::steady_clock::now() + trayWait] {
         if (QSystemTrayIcon::isSystemTrayAvailable()) {
             m_trayWatch->stop();
+            // The icon's widget exists from now on: it takes the label.
+            updateStatusIcon(m_collaborators.cameraManager.get().currentMode.value());
         } else if (std::chrono::steady_clock::now() >= deadline) {
             m_trayWatch->stop();
             tellTrayMissing();

@@ -30,7 +30,7 @@ QString qt(const std::string& text) {
 
 /// Wraps a frame's pixels without copying; the frame must outlive the image.
 QImage imageOf(const Frame& frame) {
-    return {frame.data(), frame.width(), frame.height(), frame.stride(), QImage::Format_ARGB32};
+    return {frame.data(), frame.width(), frame.height(), frame.stride(), QImage::Format_ARGB32_Premultiplied};
 }
 
 QVBoxLayout* stack(QWidget* owner, int spacing) {
@@ -154,7 +154,8 @@ void StatusPopoverView::scheduleRebuild() {
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (m_rebuildPending) {
+            // A closed popover waits, unseen, until the next opening drops it: no work for it.
+            if (m_rebuildPending && isVisible()) {
                 rebuild();
             }
         },
@@ -300,6 +301,13 @@ void StatusPopoverView::perform(const PopoverRowModel& row) {
     case PopoverAction::installExtension:
         call(m_inputs.onInstallExtension);
         break;
+    }
+}
+
+void StatusPopoverView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (m_rebuildPending) {
+        rebuild();
     }
 }
 

@@ -57,6 +57,9 @@ public:
 
     static constexpr int kWidth = 260;
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     [[nodiscard]] PopoverState state() const;
     void scheduleRebuild();

@@ -71,7 +71,7 @@ public:
     /// Called on the capture queue with each camera frame.
     void captureOutput(const Frame& frame);
 
-    [[nodiscard]] const DispatchQueue& captureQueue() const { return *m_captureQueue; }
+    [[nodiscard]] DispatchQueue& captureQueue() { return *m_captureQueue; }
     [[nodiscard]] Constants::CameraMode lastConfiguredMode() const { return m_lastConfiguredMode; }
     [[nodiscard]] const std::optional<std::string>& lastConfiguredCameraId() const { return m_lastConfiguredCameraId; }
     [[nodiscard]] const std::optional<Uuid>& lastConfiguredImageId() const { return m_lastConfiguredImageId; }

@@ -87,6 +87,8 @@ protected:
     StatusPopoverView view{
         {*camera, images.get(), *cameras, *installer, *preview, *permission, workspace, localization, store, decoder},
         {[] {}, [] {}, [] {}, false, [this] { ++quits; }}};
+    // Shown, as in an open popover: a hidden one does not redraw.
+    const bool shown = (view.show(), true);
 };
 
 TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <system_error>
 #include <thread>
@@ -58,7 +59,8 @@ SingleInstance::SingleInstance(std::filesystem::path directory) : m_directory(st
 SingleInstance::~SingleInstance() {
     if (m_listener >= 0) {
         ::close(m_listener);
-        std::filesystem::remove(m_directory / socketName);
+        std::error_code ignored;
+        std::filesystem::remove(m_directory / socketName, ignored);
     }
     if (m_lock >= 0) {
         ::close(m_lock);
@@ -91,21 +93,28 @@ Result<int> SingleInstance::listen() {
 std::vector<std::string> SingleInstance::takeRequests() {
     std::vector<std::string> requests;
     for (int client = -1; (client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-        // A later start writes its line at once; one that does not is not waited on for long.
-        constexpr int kPatienceMilliseconds = 200;
+        // A later start writes its line at once; one that does not gets a fifth of a second in all.
+        constexpr auto kPatience = std::chrono::milliseconds(200);
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
         std::string line;
         std::array<char, 256> buffer{};
         pollfd readable{client, POLLIN, 0};
-        while (line.find('\n') == std::string::npos && line.size() < buffer.size() &&
-               ::poll(&readable, 1, kPatienceMilliseconds) > 0) {
-            const auto length = ::read(client, buffer.data(), buffer.size());
+        while (line.find('\n') == std::string::npos && line.size() < buffer.size()) {
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) <= 0) {
+                break;
+            }
+            const auto length = ::read(client, buffer.data(), buffer.size() - line.size());
             if (length <= 0) {
                 break;
             }
             line.append(buffer.data(), static_cast<std::size_t>(length));
         }
         ::close(client);
-        requests.push_back(line.substr(0, line.find('\n')));
+        if (auto request = line.substr(0, line.find('\n')); !request.empty()) {
+            requests.push_back(std::move(request));
+        }
     }
     return requests;
 }

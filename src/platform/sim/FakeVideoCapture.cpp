@@ -38,10 +38,7 @@ public:
     }
     void addOutput() override { m_record->outputAdded = true; }
     void startRunning() override { m_record->running = m_record->outputAdded; }
-    void stopRunning() override {
-        m_record->running = false;
-        ++m_record->stops;
-    }
+    void stopRunning() override { m_record->running = false; }
 
 private:
     const FakeVideoCapture& m_owner;

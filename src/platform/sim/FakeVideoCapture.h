@@ -21,7 +21,6 @@ public:
         bool inputAdded = false;
         bool outputAdded = false;
         bool running = false;
-        int stops = 0;
         DispatchQueue* queue = nullptr;
         CaptureSession::FrameHandler handler;
     };
