@@ -3,15 +3,7 @@
 // number of plain rows of text built and painted bare.
 #include "BenchSupport.h"
 #include "platform/qt/QtImageDecoder.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/FakeCameraAuthorization.h"
-#include "platform/sim/FakeCaptureDevices.h"
-#include "platform/sim/FakeSystemExtensionService.h"
-#include "platform/sim/FakeVideoCapture.h"
-#include "platform/sim/FakeWorkspace.h"
-#include "platform/sim/ManualDispatchQueue.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
+#include "platform/sim/SimulatedManagers.h"
 #include "shell/StatusPopoverView.h"
 
 #include <benchmark/benchmark.h>
@@ -54,40 +46,20 @@ struct Popover {
     }
 
     bench::Scratch root;
-    FakeAppGroupContainer container{root.path, root.path / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
     bench::DiscardingLog log;
     QtImageDecoder decoder;
-    FakeVideoCapture capture;
-    FakeCaptureDevices devices;
-    NotificationCenter center;
-    FakeCameraAuthorization authorization;
-    FakeSystemExtensionService service{loop};
-    FakeWorkspace workspace;
-    const Localization localization{{}, {"en"}};
-    std::shared_ptr<CameraManager> camera = CameraManager::create({store, defaults, loop, log});
-    SharedInstance<CameraManager> cameraInstance{[this] { return camera; }};
-    SharedInstance<ImageManager> images{[this] { return ImageManager::create({store, cameraInstance, loop, log}); }};
-    const CameraDeviceManager::QueueFactory queues = [](std::string label) {
-        return std::make_unique<ManualDispatchQueue>(std::move(label));
-    };
-    std::shared_ptr<CameraDeviceManager> cameras = CameraDeviceManager::create({devices, center, loop, queues});
-    std::shared_ptr<SystemExtensionInstaller> installer =
-        SystemExtensionInstaller::create({service, loop, log, localization, root.path});
-    std::shared_ptr<CameraPermission> permission = CameraPermission::create(authorization, center);
-    std::shared_ptr<PreviewRenderer> preview =
-        PreviewRenderer::create({*camera, images, store, capture, decoder, loop, log, queues});
+    SimulatedManagers managers{root.path, decoder, log};
+    const SharedStore& store = managers.store;
+    SharedInstance<ImageManager>& images = managers.images;
 };
 
 void popover(benchmark::State& state) {
     Popover sources(static_cast<int>(state.range(0)));
     for (auto _ : state) {
-        StatusPopoverView view{
-            {*sources.camera, sources.images.get(), *sources.cameras, *sources.installer, *sources.preview,
-             *sources.permission, sources.workspace, sources.localization, sources.store, sources.decoder},
-            {[] {}, [] {}, [] {}, false, [] {}}};
+        auto& m = sources.managers;
+        StatusPopoverView view{{*m.camera, m.images.get(), *m.cameras, *m.installer, *m.preview, *m.permission,
+                                m.workspace, m.localization, m.store, sources.decoder},
+                               {[] {}, [] {}, [] {}, false, [] {}}};
         benchmark::DoNotOptimize(view.grab());
     }
 }

@@ -1,16 +1,8 @@
 #include "shell/StatusPopoverView.h"
 
 #include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/FakeCameraAuthorization.h"
-#include "platform/sim/FakeCaptureDevices.h"
 #include "platform/sim/FakeImageDecoder.h"
-#include "platform/sim/FakeSystemExtensionService.h"
-#include "platform/sim/FakeVideoCapture.h"
-#include "platform/sim/FakeWorkspace.h"
-#include "platform/sim/ManualDispatchQueue.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
+#include "platform/sim/SimulatedManagers.h"
 #include "shell/PopoverRow.h"
 #include "testsupport/TemporaryDirectory.h"
 
@@ -57,36 +49,21 @@ protected:
     }
 
     testing::TemporaryDirectory root;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
     CapturingLog log;
     FakeImageDecoder decoder;
-    FakeVideoCapture capture;
-    FakeCaptureDevices devices;
-    NotificationCenter center;
-    FakeCameraAuthorization authorization;
-    FakeSystemExtensionService service{loop};
-    FakeWorkspace workspace;
-    const Localization localization{{}, {"en"}};  // titles read as their keys
-    std::shared_ptr<CameraManager> camera = CameraManager::create({store, defaults, loop, log});
-    SharedInstance<CameraManager> cameraInstance{[this] { return camera; }};
-    SharedInstance<ImageManager> images{[this] { return ImageManager::create({store, cameraInstance, loop, log}); }};
-    const CameraDeviceManager::QueueFactory queues = [](std::string label) {
-        return std::make_unique<ManualDispatchQueue>(std::move(label));
-    };
-    std::shared_ptr<CameraDeviceManager> cameras = CameraDeviceManager::create({devices, center, loop, queues});
-    std::shared_ptr<SystemExtensionInstaller> installer =
-        SystemExtensionInstaller::create({service, loop, log, localization, root.path()});
-    std::shared_ptr<CameraPermission> permission = CameraPermission::create(authorization, center);
-    std::shared_ptr<PreviewRenderer> preview =
-        PreviewRenderer::create({*camera, images, store, capture, decoder, loop, log, queues});
+    SimulatedManagers managers{root.path(), decoder, log};
+    const SharedStore& store = managers.store;
+    std::shared_ptr<CameraManager>& camera = managers.camera;
+    SharedInstance<ImageManager>& images = managers.images;
+    std::shared_ptr<CameraDeviceManager>& cameras = managers.cameras;
+    std::shared_ptr<SystemExtensionInstaller>& installer = managers.installer;
+    std::shared_ptr<CameraPermission>& permission = managers.permission;
+    std::shared_ptr<PreviewRenderer>& preview = managers.preview;
     int quits = 0;
     const bool hasLibrary = addLibrary();
-    StatusPopoverView view{
-        {*camera, images.get(), *cameras, *installer, *preview, *permission, workspace, localization, store, decoder},
-        {[] {}, [] {}, [] {}, false, [this] { ++quits; }}};
+    StatusPopoverView view{{*camera, images.get(), *cameras, *installer, *preview, *permission, managers.workspace,
+                            managers.localization, store, decoder},
+                           {[] {}, [] {}, [] {}, false, [this] { ++quits; }}};
     // Shown, as in an open popover: a hidden one does not redraw.
     const bool shown = (view.show(), true);
 };
@@ -134,10 +111,3 @@ TEST_F(StatusPopoverViewTest, FramesRepaintThePreviewWithoutRebuildingTheRows) {
 
 }  // namespace
 }  // namespace moritane
-
-int main(int argc, char* argv[]) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QApplication application(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

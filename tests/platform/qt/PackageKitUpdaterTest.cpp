@@ -114,10 +114,3 @@ TEST(PackageKitUpdaterTest, WithoutPackageKitItCannotCheckAtOnceAndACheckFails) 
 
 }  // namespace
 }  // namespace moritane
-
-int main(int argc, char* argv[]) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QApplication application(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
