@@ -1,12 +1,9 @@
 #include "sources/PreviewRenderer.h"
 
 #include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
 #include "platform/sim/FakeImageDecoder.h"
-#include "platform/sim/FakeVideoCapture.h"
 #include "platform/sim/ManualDispatchQueue.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
+#include "platform/sim/SimulatedManagers.h"
 #include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -65,23 +62,16 @@ protected:
     }
 
     testing::TemporaryDirectory root;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
     CapturingLog log;
-    FakeVideoCapture capture;
     FakeImageDecoder decoder;
-    std::shared_ptr<CameraManager> camera = CameraManager::create({store, defaults, loop, log});
-    SharedInstance<CameraManager> cameraInstance{[this] { return camera; }};
-    SharedInstance<ImageManager> images{[this] { return ImageManager::create({store, cameraInstance, loop, log}); }};
-    ManualDispatchQueue* queue = nullptr;
-    std::shared_ptr<PreviewRenderer> renderer =
-        PreviewRenderer::create({*camera, images, store, capture, decoder, loop, log, [this](std::string label) {
-                                     auto made = std::make_unique<ManualDispatchQueue>(std::move(label));
-                                     queue = made.get();
-                                     return made;
-                                 }});
+    SimulatedManagers managers{root.path(), decoder, log};
+    ManualRunLoop& loop = managers.loop;
+    FakeVideoCapture& capture = managers.capture;
+    std::shared_ptr<CameraManager>& camera = managers.camera;
+    SharedInstance<ImageManager>& images = managers.images;
+    std::shared_ptr<PreviewRenderer>& renderer = managers.preview;
+    // The manual queue that the managers' factory made for the renderer.
+    ManualDispatchQueue* queue = dynamic_cast<ManualDispatchQueue*>(&renderer->captureQueue());
 };
 
 TEST_F(PreviewRendererTest, ImagesAreFittedAndReadAnewAtEveryUpdate) {
