@@ -114,7 +114,12 @@ TEST_F(TrayTest, TheIconFollowsTheModeAndOpensThePopoverWithItsPreview) {
         {"DISPLAY=" + server.display(), kPath}, STDOUT_FILENO);
     auto program = startOnDisplay(server, home.path());
 
-    ASSERT_TRUE(eventually([&] { return visibleWindows().size() == 1; })) << program.output();
+    ASSERT_TRUE(program.waitFor("Cameras: ")) << program.output();  // the start-up is through
+    // Embedded: the tray has moved the icon into its place at the right edge.
+    ASSERT_TRUE(eventually([&] {
+        const auto windows = visibleWindows();
+        return windows.size() == 1 && geometry(windows.front()).x > 320;
+    })) << program.output();
     const auto icon = geometry(visibleWindows().front());
     ASSERT_GT(icon.width, 0);
     const auto imageIcon = pixels(icon);
