@@ -42,7 +42,7 @@ std::optional<std::string> XdgWorkspace::findProgram(std::string_view program, s
 }
 
 std::optional<std::vector<std::string>> XdgWorkspace::commandFor(std::string_view url) const {
-    if (url == cameraPrivacySettingsURL) {
+    if (url == cameraPrivacySettingsURL || url == extensionSettingsURL) {
         url = m_supportURL;
     }
     if (url.starts_with("https://") || url.starts_with("http://") || url.starts_with("mailto:")) {
@@ -50,7 +50,7 @@ std::optional<std::vector<std::string>> XdgWorkspace::commandFor(std::string_vie
             return std::vector<std::string>{*program, std::string(url)};
         }
     }
-    // Other settings addresses (the extensions pane among them) have no counterpart here.
+    // Other settings addresses have no counterpart here.
     return std::nullopt;
 }
 

@@ -11,8 +11,10 @@ namespace moritane {
 /// Opens web and mail addresses with xdg-open, and the system settings addresses with what does
 /// their job here. The camera privacy address leads to the product's support page, which tells
 /// how to be let at the cameras (the video group): a desktop's camera privacy panel governs only
-/// the camera portal, which this program does not go through, so it would lift no denial. An
-/// address with no counterpart here is a failed open.
+/// the camera portal, which this program does not go through, so it would lift no denial. The
+/// extensions settings address leads there too: no desktop has a panel that approves the camera
+/// extension, and the page tells how it is set up. An address with no counterpart here is a
+/// failed open.
 class XdgWorkspace final : public Workspace {
 public:
     struct Environment {

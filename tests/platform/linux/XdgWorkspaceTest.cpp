@@ -9,7 +9,8 @@
 namespace moritane {
 namespace {
 
-// The camera privacy settings lead to where a user learns how to be let at the cameras.
+// The camera privacy and extension settings lead to where a user learns how to be let at the
+// cameras and how the camera extension is set up.
 TEST(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsAreOpenedWithAnXdgOpenFoundOnThePath) {
     const testing::TemporaryDirectory bin;
     // A program that starts and ends at once, and reads nothing of this directory.
@@ -27,7 +28,8 @@ TEST(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsAreOpenedWithAnXdg
         {"https://www.orsk.com/lab/moritane/", {{opener, "https://www.orsk.com/lab/moritane/"}}},
         {"mailto:support@example.com", {{opener, "mailto:support@example.com"}}},
         {cameraPrivacySettingsURL, {{opener, std::string(Constants::websiteBase) + "/fr/support/"}}},
-        {extensionSettingsURL, std::nullopt},
+        {extensionSettingsURL, {{opener, std::string(Constants::websiteBase) + "/fr/support/"}}},
+        {"x-apple.systempreferences:com.apple.preference.security?Extensions", std::nullopt},
         {"file:///etc/passwd", std::nullopt},
     };
     for (const auto& [url, command] : cases) {
@@ -36,7 +38,7 @@ TEST(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsAreOpenedWithAnXdg
     EXPECT_EQ(XdgWorkspace({"/nonexistent"}, {}).commandFor("https://example.com"), std::nullopt);
     EXPECT_TRUE(workspace.openURL("https://example.com/"));
     EXPECT_TRUE(workspace.openURL(cameraPrivacySettingsURL));
-    EXPECT_FALSE(workspace.openURL(extensionSettingsURL));
+    EXPECT_TRUE(workspace.openURL(extensionSettingsURL));
 }
 
 }  // namespace
