@@ -32,13 +32,12 @@ TEST(AboutModelTest, TheLegalNoticeIsThirdOnlyInJapanese) {
         EXPECT_EQ(titles(makeAboutContent(state, kLocalization)), expected) << ::testing::PrintToString(languages);
     }
 
-    AboutState english;
-    english.preferredLocalizations = {"en"};
-    AboutState japaneseState;
-    japaneseState.preferredLocalizations = {"ja"};
-    EXPECT_EQ(makeAboutContent(english, kLocalization).documentRows.front().url,
+    AboutState state;
+    state.preferredLocalizations = {"en"};
+    EXPECT_EQ(makeAboutContent(state, kLocalization).documentRows.front().url,
               std::string(Constants::websiteBase) + "/en/terms/");
-    EXPECT_EQ(makeAboutContent(japaneseState, kLocalization).documentRows[2].url,
+    state.preferredLocalizations = {"ja"};
+    EXPECT_EQ(makeAboutContent(state, kLocalization).documentRows[2].url,
               std::string(Constants::websiteBase) + "/tokushoho/");
 }
 
