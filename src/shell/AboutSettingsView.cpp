@@ -29,7 +29,6 @@ constexpr int kFocusMarkSpace = 2;
 constexpr double kTitleScale = 1.3;
 constexpr double kCalloutScale = 0.92;
 constexpr double kFootnoteScale = 0.85;
-constexpr double kSymbolScale = 1.0;
 
 QString qt(const std::string& text) {
     return QString::fromStdString(text);
@@ -103,7 +102,7 @@ public:
         setText(title);
         setAccessibleName(title);
         setCursor(Qt::PointingHandCursor);
-        // Clicks leave no focus ring behind; Tab reaches it.
+        // Clicks leave no focus mark behind; Tab reaches it.
         setFocusPolicy(Qt::TabFocus);
         setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     }
@@ -155,7 +154,7 @@ protected:
     }
 
 private:
-    [[nodiscard]] int symbolSide() const { return qRound(fontMetrics().ascent() * kSymbolScale); }
+    [[nodiscard]] int symbolSide() const { return fontMetrics().ascent(); }
     [[nodiscard]] int contentWidth() const {
         return fontMetrics().horizontalAdvance(text()) + (m_symbol.isNull() ? 0 : kSymbolSpacing + symbolSide());
     }
