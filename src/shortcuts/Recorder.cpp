@@ -9,8 +9,7 @@ namespace moritane::GlobalShortcuts {
 namespace {
 
 constexpr std::int64_t kEscapeKeyCode = 53;
-constexpr std::int64_t kNumericPad = 0x200000;
-constexpr std::int64_t kNeverPlain = ModifierFlags::capsLock | kNumericPad | ModifierFlags::function;
+constexpr std::int64_t kNeverPlain = ModifierFlags::capsLock | ModifierFlags::numericPad | ModifierFlags::function;
 constexpr double kNearness = 3.0;
 
 }  // namespace
