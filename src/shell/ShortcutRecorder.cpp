@@ -1,14 +1,18 @@
 #include "shell/ShortcutRecorder.h"
 
+#include "shortcuts/ShortcutDisplay.h"
+
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPointer>
 #include <QPushButton>
 #include <QStyle>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -17,6 +21,13 @@ namespace moritane {
 using GlobalShortcuts::RecorderAlert;
 using GlobalShortcuts::RecorderController;
 using GlobalShortcuts::RecorderEvent;
+
+namespace {
+
+// What a line edit leaves around its text besides the frame.
+constexpr int kTextPadding = 8;
+
+}  // namespace
 
 /// The field as the recorder's states see it.
 class ShortcutRecorderField::Port final : public GlobalShortcuts::RecorderField {
@@ -177,7 +188,18 @@ ShortcutRecorderField::~ShortcutRecorderField() {
 }
 
 QSize ShortcutRecorderField::sizeHint() const {
-    return {minimumWidth, QLineEdit::sizeHint().height()};
+    // Wider where the placeholders need it, as they do in larger fonts and other languages.
+    int placeholderWidth = 0;
+    for (const auto key :
+         {GlobalShortcuts::LocalizedKey::recordShortcut, GlobalShortcuts::LocalizedKey::pressShortcut}) {
+        placeholderWidth =
+            std::max(placeholderWidth,
+                     fontMetrics().horizontalAdvance(QString::fromStdString(m_sources.localization.string(key))));
+    }
+    const auto margins = textMargins();
+    const int frame = style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, this);
+    return {std::max(minimumWidth, placeholderWidth + margins.left() + margins.right() + 2 * frame + kTextPadding),
+            QLineEdit::sizeHint().height()};
 }
 
 bool ShortcutRecorderField::event(QEvent* event) {
@@ -226,6 +248,20 @@ void ShortcutRecorderField::mousePressEvent(QMouseEvent* event) {
     QLineEdit::mousePressEvent(event);
     if (hasFocus()) {
         m_controller->startRecording();
+    }
+}
+
+void ShortcutRecorderField::paintEvent(QPaintEvent* event) {
+    QLineEdit::paintEvent(event);
+    // A centred line edit hides its placeholder while it has the focus, which is when recording
+    // shows it.
+    if (hasFocus() && text().isEmpty()) {
+        QPainter painter(this);
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        const auto margins = textMargins();
+        painter.drawText(
+            rect().adjusted(margins.left(), 0, -margins.right(), 0), Qt::AlignCenter,
+            fontMetrics().elidedText(placeholderText(), Qt::ElideRight, width() - margins.left() - margins.right()));
     }
 }
 

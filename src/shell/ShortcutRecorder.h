@@ -38,6 +38,7 @@ struct ShortcutRecorderSources {
 /// it first. Tab reaches it without recording; Space or Return then starts.
 class ShortcutRecorderField final : public QLineEdit {
 public:
+    /// The least width it asks for.
     static constexpr int minimumWidth = 130;
 
     ShortcutRecorderField(const ShortcutRecorderSources& sources, GlobalShortcuts::Name name,
@@ -59,6 +60,7 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:

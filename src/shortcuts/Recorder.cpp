@@ -2,6 +2,8 @@
 
 #include "shortcuts/ShortcutDisplay.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 namespace moritane::GlobalShortcuts {
@@ -11,6 +13,10 @@ namespace {
 constexpr std::int64_t kEscapeKeyCode = 53;
 constexpr std::int64_t kNeverPlain = ModifierFlags::capsLock | ModifierFlags::numericPad | ModifierFlags::function;
 constexpr double kNearness = 3.0;
+constexpr std::array kFunctionKeys{Key::f1,  Key::f2,  Key::f3,  Key::f4,  Key::f5,  Key::f6,  Key::f7,
+                                   Key::f8,  Key::f9,  Key::f10, Key::f11, Key::f12, Key::f13, Key::f14,
+                                   Key::f15, Key::f16, Key::f17, Key::f18, Key::f19, Key::f20};
+constexpr std::array kClearingKeys{SpecialKey::delete_, SpecialKey::deleteForward, SpecialKey::backspace};
 
 }  // namespace
 
@@ -24,11 +30,8 @@ std::optional<std::uint32_t> specialKey(std::int64_t keyCode) {
     if (keyCode == Key::deleteForward.rawValue) {
         return SpecialKey::deleteForward;
     }
-    const Key functionKeys[]{Key::f1,  Key::f2,  Key::f3,  Key::f4,  Key::f5,  Key::f6,  Key::f7,
-                             Key::f8,  Key::f9,  Key::f10, Key::f11, Key::f12, Key::f13, Key::f14,
-                             Key::f15, Key::f16, Key::f17, Key::f18, Key::f19, Key::f20};
-    for (std::uint32_t index = 0; index < std::size(functionKeys); ++index) {
-        if (functionKeys[index].rawValue == keyCode) {
+    for (std::uint32_t index = 0; index < kFunctionKeys.size(); ++index) {
+        if (kFunctionKeys[index].rawValue == keyCode) {
             return SpecialKey::f1 + index;
         }
     }
@@ -60,8 +63,7 @@ RecorderDecision decide(const RecorderEvent& event, bool fieldExists, const Shor
         if (event.keyCode == kEscapeKeyCode) {
             return {Action::blur, true, {}, {}};
         }
-        if (event.specialKey == SpecialKey::delete_ || event.specialKey == SpecialKey::deleteForward ||
-            event.specialKey == SpecialKey::backspace) {
+        if (event.specialKey && std::ranges::find(kClearingKeys, *event.specialKey) != kClearingKeys.end()) {
             return {Action::clickClearButton, true, {}, {}};
         }
     }
