@@ -17,6 +17,7 @@ inline constexpr std::int64_t shift = 0x20000;
 inline constexpr std::int64_t control = 0x40000;
 inline constexpr std::int64_t option = 0x80000;
 inline constexpr std::int64_t command = 0x100000;
+inline constexpr std::int64_t numericPad = 0x200000;
 inline constexpr std::int64_t function = 0x800000;
 }  // namespace ModifierFlags
 
@@ -274,6 +275,8 @@ inline constexpr Key Key::keypadPlus{69};
 struct KeyEvent {
     static constexpr std::int64_t keyDown = 10;
     static constexpr std::int64_t keyUp = 11;
+    /// A modifier key alone going down or up.
+    static constexpr std::int64_t flagsChanged = 12;
 
     std::int64_t type = keyDown;
     std::int64_t keyCode = 0;
