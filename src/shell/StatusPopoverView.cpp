@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QVBoxLayout>
+#include <QtMath>
 
 #include <algorithm>
 #include <optional>
@@ -239,7 +240,8 @@ PopoverRow* StatusPopoverView::makeRow(const PopoverRowModel& model) {
     row->setChecked(model.isChecked);
     row->setEnabled(model.isEnabled);
     if (model.thumbnailFile) {
-        if (const auto image = m_sources.imageDecoder.decode(*model.thumbnailFile)) {
+        const int side = qCeil(PopoverRow::kThumbnailSide * devicePixelRatioF());
+        if (const auto image = m_sources.imageDecoder.decodeCovering(*model.thumbnailFile, side)) {
             row->setThumbnail(imageOf(*image));
         }
     }

@@ -140,15 +140,19 @@ TEST(QtImageDecoderTest, DecodesEachFormatFromItsContent) {
     }
 }
 
-TEST(QtImageDecoderTest, TurnsJpegUprightByItsExifOrientation) {
-    // Red on the left, blue on the right, as stored.
-    QImage stored = filled(32, 16, qRgb(0, 0, 255));
-    for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 16; ++x) {
-            stored.setPixel(x, y, qRgb(255, 0, 0));
+/// Red on the left half, blue on the right.
+QImage redThenBlue(int width, int height) {
+    QImage image = filled(width, height, qRgb(0, 0, 255));
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width / 2; ++x) {
+            image.setPixel(x, y, qRgb(255, 0, 0));
         }
     }
-    const std::string jpeg = encode(stored, "jpeg");
+    return image;
+}
+
+TEST(QtImageDecoderTest, TurnsJpegUprightByItsExifOrientation) {
+    const std::string jpeg = encode(redThenBlue(32, 16), "jpeg");
     const Bgra red = {0, 0, 255, 255};
     const Bgra blue = {255, 0, 0, 255};
     struct Case {
@@ -164,6 +168,35 @@ TEST(QtImageDecoderTest, TurnsJpegUprightByItsExifOrientation) {
         EXPECT_EQ(frame->height(), 32);
         expectNear(*frame, 8, 4, row.top, 24);
         expectNear(*frame, 8, 27, row.bottom, 24);
+    }
+}
+
+TEST(QtImageDecoderTest, ScalesDownToCoverASquareUprightAndNeverUp) {
+    const std::string jpeg = encode(redThenBlue(320, 160), "jpeg");
+    const Bgra red = {0, 0, 255, 255};
+    const Bgra blue = {255, 0, 0, 255};
+    struct Case {
+        const char* name;
+        std::string bytes;
+        int side, width, height;
+        Bgra topLeft, bottomRight;
+    };
+    const std::vector<Case> cases{
+        {"JPEG", jpeg, 40, 80, 40, red, blue},
+        {"JPEG turned a quarter clockwise", withOrientation(jpeg, 6), 40, 40, 80, red, blue},
+        {"JPEG turned a quarter anticlockwise", withOrientation(jpeg, 8), 40, 40, 80, blue, red},
+        {"PNG", encode(redThenBlue(300, 200), "png"), 40, 60, 40, red, blue},
+        {"BMP, read into a cleared image first", encode(redThenBlue(120, 90), "bmp"), 30, 40, 30, red, blue},
+        {"PNG narrower than the square", encode(redThenBlue(30, 200), "png"), 40, 30, 200, red, blue},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        const auto frame = QtImageDecoder::decodeBytesCovering(bytesOf(row.bytes), row.side);
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(frame->width(), row.width);
+        EXPECT_EQ(frame->height(), row.height);
+        expectNear(*frame, 2, 2, row.topLeft, 24);
+        expectNear(*frame, row.width - 3, row.height - 3, row.bottomRight, 24);
     }
 }
 
@@ -196,6 +229,7 @@ TEST(QtImageDecoderTest, GivesNoneForWhatIsNoWholeImageOfAllowedSize) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
         EXPECT_FALSE(QtImageDecoder().decode(row.path));
+        EXPECT_FALSE(QtImageDecoder().decodeCovering(row.path, 40));
     }
 }
 
