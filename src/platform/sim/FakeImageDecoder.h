@@ -41,7 +41,8 @@ public:
             for (int x = 0; x < size.width; ++x) {
                 const auto pixel = image->pixel(x * image->width() / size.width, y * image->height() / size.height);
                 std::copy(pixel.begin(), pixel.end(),
-                          canvas.data() + static_cast<std::ptrdiff_t>(y) * canvas.stride() + 4 * x);
+                          canvas.data() + static_cast<std::ptrdiff_t>(y) * canvas.stride() +
+                              static_cast<std::ptrdiff_t>(4) * x);
             }
         }
         return std::move(canvas).finish();
