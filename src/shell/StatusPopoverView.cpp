@@ -1,5 +1,6 @@
 #include "shell/StatusPopoverView.h"
 
+#include "shell/FrameImage.h"
 #include "shell/PopoverRow.h"
 
 #include <QApplication>
@@ -27,11 +28,6 @@ const QColor kWarningRed(215, 58, 49);
 
 QString qt(const std::string& text) {
     return QString::fromStdString(text);
-}
-
-/// Wraps a frame's pixels without copying; the frame must outlive the image.
-QImage imageOf(const Frame& frame) {
-    return {frame.data(), frame.width(), frame.height(), frame.stride(), QImage::Format_ARGB32_Premultiplied};
 }
 
 QVBoxLayout* stack(QWidget* owner, int spacing) {
