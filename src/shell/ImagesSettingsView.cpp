@@ -373,9 +373,9 @@ void ImagesSettingsView::rebuild() {
     forgetMissingRows(m_editedNames, images);
     const auto content = makeImagesPaneContent({images, m_sources.store.imagesDirectoryURL(), m_editedNames});
 
+    // Focus in a row follows the row; the list and the add button keep theirs anyway.
     QWidget* focused = window()->focusWidget();
-    const bool hadFocus = focused != nullptr && isAncestorOf(focused);
-    const auto focusedRow = hadFocus ? idOf(focused) : std::nullopt;
+    const auto focusedRow = focused != nullptr && m_list->isAncestorOf(focused) ? idOf(focused) : std::nullopt;
     std::optional<Control> focusedControl;
     if (focusedRow && focused->property(kControl).isValid()) {
         focusedControl = static_cast<Control>(focused->property(kControl).toInt());
@@ -403,7 +403,7 @@ void ImagesSettingsView::rebuild() {
     orderTabs();
     if (m_focusNameOf) {
         restoreFocus(std::exchange(m_focusNameOf, std::nullopt), Control::name);
-    } else if (hadFocus) {
+    } else if (focusedRow) {
         restoreFocus(focusedRow, focusedControl);
     }
 }
