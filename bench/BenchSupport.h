@@ -7,6 +7,19 @@
 #include <cstdlib>
 #include <filesystem>
 
+#if __has_include(<QImage>)
+#include "library/SavedImage.h"
+#include "support/Uuid.h"
+
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
+
+#include <fmt/format.h>
+
+#include <vector>
+#endif
+
 namespace moritane::bench {
 
 /// Log lines cost nothing here: the benchmarks measure the work, not the logging.
@@ -33,5 +46,33 @@ public:
 
     std::filesystem::path path;
 };
+
+#if __has_include(<QImage>)
+/// A library of `photos` entries in `imagesDirectory`, each a copy of one 4000 x 3000 JPEG (12
+/// megapixels) named "photo-<n>.jpg".
+inline std::vector<SavedImage> writePhotos(const std::filesystem::path& imagesDirectory, int photos) {
+    std::vector<SavedImage> library;
+    if (photos <= 0) {
+        return library;
+    }
+    QImage photo(4000, 3000, QImage::Format_RGB32);
+    QPainter painter(&photo);
+    QLinearGradient gradient(0, 0, 4000, 3000);
+    gradient.setColorAt(0, Qt::darkBlue);
+    gradient.setColorAt(1, Qt::yellow);
+    painter.fillRect(photo.rect(), gradient);
+    painter.end();
+    const auto first = imagesDirectory / "photo-0.jpg";
+    photo.save(QString::fromStdString(first.string()), "JPEG", 90);
+    for (int i = 0; i < photos; ++i) {
+        const auto name = fmt::format("photo-{}.jpg", i);
+        if (i > 0) {
+            std::filesystem::copy_file(first, imagesDirectory / name);
+        }
+        library.push_back({Uuid::random(), fmt::format("Photo {}", i), name});
+    }
+    return library;
+}
+#endif
 
 }  // namespace moritane::bench

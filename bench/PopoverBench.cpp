@@ -9,41 +9,15 @@
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
-#include <QImage>
 #include <QLabel>
-#include <QLinearGradient>
-#include <QPainter>
 #include <QVBoxLayout>
-
-#include <fmt/format.h>
 
 namespace moritane {
 namespace {
 
-/// Everything the popover reads, with a library of `photos` copies of one 4000 x 3000 JPEG.
+/// Everything the popover reads, with a library of `photos` copies of one 12-megapixel JPEG.
 struct Popover {
-    explicit Popover(int photos) {
-        if (photos > 0) {
-            QImage photo(4000, 3000, QImage::Format_RGB32);
-            QPainter painter(&photo);
-            QLinearGradient gradient(0, 0, 4000, 3000);
-            gradient.setColorAt(0, Qt::darkBlue);
-            gradient.setColorAt(1, Qt::yellow);
-            painter.fillRect(photo.rect(), gradient);
-            painter.end();
-            const auto first = store.imagesDirectoryURL() / "photo-0.jpg";
-            photo.save(QString::fromStdString(first.string()), "JPEG", 90);
-            std::vector<SavedImage> library;
-            for (int i = 0; i < photos; ++i) {
-                const auto name = fmt::format("photo-{}.jpg", i);
-                if (i > 0) {
-                    std::filesystem::copy_file(first, store.imagesDirectoryURL() / name);
-                }
-                library.push_back({Uuid::random(), fmt::format("Photo {}", i), name});
-            }
-            images.get().savedImages = library;
-        }
-    }
+    explicit Popover(int photos) { images.get().savedImages = bench::writePhotos(store.imagesDirectoryURL(), photos); }
 
     bench::Scratch root;
     bench::DiscardingLog log;

@@ -3,6 +3,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QtMath>
 
 #include <algorithm>
 
@@ -14,7 +15,6 @@ constexpr int kHorizontalPadding = 6;
 constexpr int kVerticalPadding = 3;
 constexpr int kSpacing = 6;
 constexpr int kCheckColumn = 12;
-constexpr int kThumbnailSide = 16;
 constexpr int kIndicatorWidth = 8;
 constexpr double kCornerRadius = 5;
 constexpr double kHighlightOpacity = 0.18;
@@ -33,10 +33,12 @@ PopoverRow::PopoverRow(const QString& title, QWidget* parent) : QAbstractButton(
 
 void PopoverRow::setThumbnail(const QImage& thumbnail) {
     // A deep copy: the image given may only borrow its pixels.
-    m_thumbnail =
-        thumbnail.isNull()
-            ? QImage()
-            : thumbnail.scaled(kThumbnailSide, kThumbnailSide, Qt::KeepAspectRatio, Qt::SmoothTransformation).copy();
+    const qreal ratio = devicePixelRatioF();
+    const int side = qCeil(kThumbnailSide * ratio);
+    m_thumbnail = thumbnail.isNull()
+                      ? QImage()
+                      : thumbnail.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation).copy();
+    m_thumbnail.setDevicePixelRatio(ratio);
     updateGeometry();
     update();
 }
@@ -86,8 +88,8 @@ void PopoverRow::paintEvent(QPaintEvent* /*event*/) {
 
     if (hasThumbnail()) {
         const QRect frame(x, content.center().y() - kThumbnailSide / 2 + 1, kThumbnailSide, kThumbnailSide);
-        QRect placed(QPoint(), m_thumbnail.size());
-        placed.moveCenter(frame.center());
+        QRectF placed(QPointF(), m_thumbnail.deviceIndependentSize());
+        placed.moveCenter(QRectF(frame).center());
         painter.drawImage(placed, m_thumbnail);
         x += kThumbnailSide + kSpacing;
     }

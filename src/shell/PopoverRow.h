@@ -13,7 +13,10 @@ class PopoverRow final : public QAbstractButton {
 public:
     explicit PopoverRow(const QString& title, QWidget* parent = nullptr);
 
-    /// Shown at 16 x 16 with its aspect kept; a null image leaves the row without one.
+    static constexpr int kThumbnailSide = 16;
+
+    /// Shown within kThumbnailSide x kThumbnailSide with its aspect kept, in device pixels of the
+    /// row's screen; a null image leaves the row without one.
     void setThumbnail(const QImage& thumbnail);
     [[nodiscard]] bool hasThumbnail() const { return !m_thumbnail.isNull(); }
     /// A drop-down arrow at the trailing edge, for a row that opens a menu.

@@ -1,5 +1,6 @@
 #include "shell/StatusPopoverView.h"
 
+#include "shell/FrameImage.h"
 #include "shell/PopoverRow.h"
 
 #include <QApplication>
@@ -9,6 +10,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QVBoxLayout>
+#include <QtMath>
 
 #include <algorithm>
 #include <optional>
@@ -26,11 +28,6 @@ const QColor kWarningRed(215, 58, 49);
 
 QString qt(const std::string& text) {
     return QString::fromStdString(text);
-}
-
-/// Wraps a frame's pixels without copying; the frame must outlive the image.
-QImage imageOf(const Frame& frame) {
-    return {frame.data(), frame.width(), frame.height(), frame.stride(), QImage::Format_ARGB32_Premultiplied};
 }
 
 QVBoxLayout* stack(QWidget* owner, int spacing) {
@@ -239,7 +236,8 @@ PopoverRow* StatusPopoverView::makeRow(const PopoverRowModel& model) {
     row->setChecked(model.isChecked);
     row->setEnabled(model.isEnabled);
     if (model.thumbnailFile) {
-        if (const auto image = m_sources.imageDecoder.decode(*model.thumbnailFile)) {
+        const int side = qCeil(PopoverRow::kThumbnailSide * devicePixelRatioF());
+        if (const auto image = m_sources.imageDecoder.decodeCovering(*model.thumbnailFile, side)) {
             row->setThumbnail(imageOf(*image));
         }
     }

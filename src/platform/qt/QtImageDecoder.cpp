@@ -10,6 +10,8 @@
 #include <bit>
 #include <cstring>
 #include <mutex>
+#include <optional>
+#include <string>
 
 namespace moritane {
 namespace {
@@ -25,6 +27,9 @@ void setAllocationLimitOnce() {
     static std::once_flag once;
     std::call_once(once, [] { QImageReader::setAllocationLimit(kAllocationLimitMiB); });
 }
+
+// Above the reader's threshold for smooth scaling; it has no meaning beyond that here.
+constexpr int kScalingQuality = 75;
 
 bool withinLimits(QSize size) {
     return size.isValid() && !size.isEmpty() && size.width() <= Frame::kMaxSide && size.height() <= Frame::kMaxSide &&
@@ -52,19 +57,13 @@ bool jpegReachesEnd(std::span<const std::uint8_t> bytes) {
     return false;
 }
 
-}  // namespace
-
-std::optional<Frame> QtImageDecoder::decode(const std::filesystem::path& file) const {
-    auto bytes = files::readFile(file, kMaxFileBytes);
-    if (!bytes) {
-        return std::nullopt;
-    }
-    const std::string& content = bytes.value();
-    return decodeBytes({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
+std::span<const std::uint8_t> bytesOf(const std::string& content) {
+    return {reinterpret_cast<const std::uint8_t*>(content.data()), content.size()};
 }
 
-std::optional<Frame> QtImageDecoder::decodeBytes(std::span<const std::uint8_t> bytes) {
-    if (bytes.empty() || bytes.size() > kMaxFileBytes) {
+/// The image in `bytes`, scaled down to cover `coveringSide` when there is one.
+std::optional<Frame> read(std::span<const std::uint8_t> bytes, std::optional<int> coveringSide) {
+    if (bytes.empty() || bytes.size() > QtImageDecoder::kMaxFileBytes) {
         return std::nullopt;
     }
     setAllocationLimitOnce();
@@ -79,14 +78,25 @@ std::optional<Frame> QtImageDecoder::decodeBytes(std::span<const std::uint8_t> b
     QImageReader reader(&buffer);
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);
-    if (!withinLimits(reader.size()) || (reader.format() == "jpeg" && !jpegReachesEnd(bytes))) {
+    const QSize stored = reader.size();
+    if (!withinLimits(stored) || (reader.format() == "jpeg" && !jpegReachesEnd(bytes))) {
         return std::nullopt;
+    }
+    if (coveringSide) {
+        // The reader scales before it turns the image upright, so the size is the stored one's;
+        // a square is covered the same either way up.
+        const auto covering = ImageDecoder::coveringSize(stored.width(), stored.height(), *coveringSide);
+        if (covering.width != stored.width()) {
+            reader.setScaledSize({covering.width, covering.height});
+            // Smooth scaling from the nearest reduced decoding, not the nearest pixel.
+            reader.setQuality(kScalingQuality);
+        }
     }
     QImage image;
     // Qt's BMP reader leaves the rows of a file cut short as the allocator gave them, but reads into
     // an image of the right size and format when handed one: hand it a cleared one.
     if (reader.format() == "bmp") {
-        image = QImage(reader.size(), reader.imageFormat());
+        image = QImage(stored, reader.imageFormat());
         if (image.isNull()) {
             return std::nullopt;
         }
@@ -106,6 +116,26 @@ std::optional<Frame> QtImageDecoder::decodeBytes(std::span<const std::uint8_t> b
         std::memcpy(canvas.data() + static_cast<std::ptrdiff_t>(y) * canvas.stride(), image.constScanLine(y), rowBytes);
     }
     return std::move(canvas).finish();
+}
+
+}  // namespace
+
+std::optional<Frame> QtImageDecoder::decode(const std::filesystem::path& file) const {
+    const auto bytes = files::readFile(file, kMaxFileBytes);
+    return bytes ? decodeBytes(bytesOf(bytes.value())) : std::nullopt;
+}
+
+std::optional<Frame> QtImageDecoder::decodeCovering(const std::filesystem::path& file, int side) const {
+    const auto bytes = files::readFile(file, kMaxFileBytes);
+    return bytes ? decodeBytesCovering(bytesOf(bytes.value()), side) : std::nullopt;
+}
+
+std::optional<Frame> QtImageDecoder::decodeBytes(std::span<const std::uint8_t> bytes) {
+    return read(bytes, std::nullopt);
+}
+
+std::optional<Frame> QtImageDecoder::decodeBytesCovering(std::span<const std::uint8_t> bytes, int side) {
+    return read(bytes, side);
 }
 
 }  // namespace moritane

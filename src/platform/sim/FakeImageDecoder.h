@@ -3,6 +3,8 @@
 #include "frames/ImageDecoder.h"
 #include "support/Files.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -22,6 +24,28 @@ public:
         }
         const auto image = m_images.find(content.value());
         return image == m_images.end() ? std::nullopt : std::optional(image->second);
+    }
+
+    /// Scaled by nearest pixel: the test images are plain.
+    [[nodiscard]] std::optional<Frame> decodeCovering(const std::filesystem::path& file, int side) const override {
+        auto image = decode(file);
+        if (!image) {
+            return image;
+        }
+        const auto size = coveringSize(image->width(), image->height(), side);
+        if (size.width == image->width()) {
+            return image;
+        }
+        Canvas canvas(size.width, size.height);
+        for (int y = 0; y < size.height; ++y) {
+            for (int x = 0; x < size.width; ++x) {
+                const auto pixel = image->pixel(x * image->width() / size.width, y * image->height() / size.height);
+                std::copy(pixel.begin(), pixel.end(),
+                          canvas.data() + static_cast<std::ptrdiff_t>(y) * canvas.stride() +
+                              static_cast<std::ptrdiff_t>(4) * x);
+            }
+        }
+        return std::move(canvas).finish();
     }
 
     [[nodiscard]] int reads() const { return m_reads; }

@@ -98,6 +98,8 @@ void dirtyHeap(std::size_t bytes) {
 
 constexpr QRgb kColour = qRgb(200, 40, 90);
 constexpr Bgra kColourBgra = {90, 40, 200, 255};
+constexpr Bgra kRed = {0, 0, 255, 255};
+constexpr Bgra kBlue = {255, 0, 0, 255};
 
 TEST(QtImageDecoderTest, DecodesEachFormatFromItsContent) {
     // Two frames, 1 x 1: kColour, then blue.
@@ -140,22 +142,24 @@ TEST(QtImageDecoderTest, DecodesEachFormatFromItsContent) {
     }
 }
 
-TEST(QtImageDecoderTest, TurnsJpegUprightByItsExifOrientation) {
-    // Red on the left, blue on the right, as stored.
-    QImage stored = filled(32, 16, qRgb(0, 0, 255));
-    for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 16; ++x) {
-            stored.setPixel(x, y, qRgb(255, 0, 0));
+/// Red on the left half, blue on the right.
+QImage redThenBlue(int width, int height) {
+    QImage image = filled(width, height, qRgb(0, 0, 255));
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width / 2; ++x) {
+            image.setPixel(x, y, qRgb(255, 0, 0));
         }
     }
-    const std::string jpeg = encode(stored, "jpeg");
-    const Bgra red = {0, 0, 255, 255};
-    const Bgra blue = {255, 0, 0, 255};
+    return image;
+}
+
+TEST(QtImageDecoderTest, TurnsJpegUprightByItsExifOrientation) {
+    const std::string jpeg = encode(redThenBlue(32, 16), "jpeg");
     struct Case {
         int orientation;
         Bgra top, bottom;
     };
-    const std::vector<Case> cases{{6, red, blue}, {8, blue, red}};
+    const std::vector<Case> cases{{6, kRed, kBlue}, {8, kBlue, kRed}};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.orientation);
         const auto frame = QtImageDecoder::decodeBytes(bytesOf(withOrientation(jpeg, row.orientation)));
@@ -164,6 +168,31 @@ TEST(QtImageDecoderTest, TurnsJpegUprightByItsExifOrientation) {
         EXPECT_EQ(frame->height(), 32);
         expectNear(*frame, 8, 4, row.top, 24);
         expectNear(*frame, 8, 27, row.bottom, 24);
+    }
+}
+
+TEST(QtImageDecoderTest, ScalesDownToCoverASquareUprightAndNeverUp) {
+    const std::string jpeg = encode(redThenBlue(320, 160), "jpeg");
+    struct Case {
+        const char* name;
+        std::string bytes;
+        int side, width, height;
+        Bgra topLeft, bottomRight;
+    };
+    const std::vector<Case> cases{
+        {"JPEG", jpeg, 40, 80, 40, kRed, kBlue},
+        {"JPEG turned a quarter clockwise", withOrientation(jpeg, 6), 40, 40, 80, kRed, kBlue},
+        {"BMP, read into a cleared image first", encode(redThenBlue(120, 90), "bmp"), 30, 40, 30, kRed, kBlue},
+        {"PNG narrower than the square", encode(redThenBlue(30, 200), "png"), 40, 30, 200, kRed, kBlue},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        const auto frame = QtImageDecoder::decodeBytesCovering(bytesOf(row.bytes), row.side);
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(frame->width(), row.width);
+        EXPECT_EQ(frame->height(), row.height);
+        expectNear(*frame, 2, 2, row.topLeft, 24);
+        expectNear(*frame, row.width - 3, row.height - 3, row.bottomRight, 24);
     }
 }
 
@@ -196,6 +225,7 @@ TEST(QtImageDecoderTest, GivesNoneForWhatIsNoWholeImageOfAllowedSize) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
         EXPECT_FALSE(QtImageDecoder().decode(row.path));
+        EXPECT_FALSE(QtImageDecoder().decodeCovering(row.path, 40));
     }
 }
 
