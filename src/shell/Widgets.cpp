@@ -24,7 +24,9 @@ QFont scaled(QFont font, double factor, QFont::Weight weight) {
 }
 
 QPalette withTextColour(QPalette palette, const QColor& colour) {
+    // On a form's group, whose background is the base colour, labels draw in the text role.
     palette.setColor(QPalette::WindowText, colour);
+    palette.setColor(QPalette::Text, colour);
     return palette;
 }
 

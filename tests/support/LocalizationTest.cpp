@@ -82,6 +82,9 @@ TEST(LocalizationTest, ShippedTablesLoadAndTranslateEveryKey) {
     for (const auto& [key, entry] : english) {
         const auto translated = japanese.find(key);
         ASSERT_NE(translated, japanese.end()) << key;
+        if (Localization::format(entry.text, {}).empty()) {
+            continue;  // nothing but placeholders, the same in every language
+        }
         EXPECT_NE(translated->second.text, entry.text) << key << " is not translated";
     }
 }

@@ -51,29 +51,38 @@ ChildProcess::~ChildProcess() {
     ::close(m_pipe);
 }
 
+bool ChildProcess::readMore(std::chrono::steady_clock::time_point deadline) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    pollfd descriptor{m_pipe, POLLIN, 0};
+    std::array<char, 4096> buffer{};
+    if (left.count() <= 0 || ::poll(&descriptor, 1, static_cast<int>(left.count())) <= 0) {
+        return false;
+    }
+    const auto count = ::read(m_pipe, buffer.data(), buffer.size());
+    if (count <= 0) {
+        return false;
+    }
+    m_output.append(buffer.data(), static_cast<std::size_t>(count));
+    return true;
+}
+
 bool ChildProcess::waitFor(std::string_view text, std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (m_output.find(text, m_searchFrom) == std::string::npos) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        pollfd descriptor{m_pipe, POLLIN, 0};
-        std::array<char, 4096> buffer{};
-        if (left.count() <= 0 || ::poll(&descriptor, 1, static_cast<int>(left.count())) <= 0) {
+        if (!readMore(deadline)) {
             return false;
         }
-        const auto count = ::read(m_pipe, buffer.data(), buffer.size());
-        if (count <= 0) {
-            return false;
-        }
-        m_output.append(buffer.data(), static_cast<std::size_t>(count));
     }
     m_searchFrom = m_output.find(text, m_searchFrom) + text.size();
     return true;
 }
 
 const std::string& ChildProcess::readToEnd(std::chrono::milliseconds limit) {
-    // A text no program writes: reading goes on until the pipe closes or time is up.
-    waitFor(std::string_view("\0\0", 2), limit);
+    // Until the pipe closes or time is up; what is read may be any bytes, pixels among them.
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (readMore(deadline)) {
+    }
     return m_output;
 }
 

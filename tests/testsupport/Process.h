@@ -32,6 +32,9 @@ public:
     bool stop();
 
 private:
+    /// Appends what the pipe gives next; false when it closed or nothing came before `deadline`.
+    bool readMore(std::chrono::steady_clock::time_point deadline);
+
     int m_pid = -1;
     int m_pipe = -1;
     std::string m_output;
