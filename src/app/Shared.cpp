@@ -2,8 +2,14 @@
 
 #include "camera/Constants.h"
 #include "platform/linux/LinuxPaths.h"
+#include "platform/linux/X11KeyEvents.h"
+#include "shell/AboutSettingsView.h"
+#include "shell/GeneralSettingsView.h"
+#include "shell/ImagesSettingsView.h"
+#include "shell/ShortcutRecorder.h"
 #include "shell/StatusPopoverView.h"
 #include "shortcuts/ShortcutDisplay.h"
+#include "support/Bundle.h"
 #include "support/Files.h"
 
 #include <fmt/format.h>
@@ -19,10 +25,10 @@ namespace moritane {
 
 namespace {
 
-/// The application's tables; without them the user reads the keys, and the log says why.
-Localization loadLocalization(Log& log) {
+/// The tables in `directory`; without them the user reads the keys, and the log says why.
+Localization loadLocalization(const std::filesystem::path& directory, Log& log) {
     const auto languages = linuxpaths::preferredLanguages();
-    auto loaded = Localization::load(linuxpaths::resourceDirectory() / "l10n", languages);
+    auto loaded = Localization::load(directory, languages);
     if (loaded) {
         return std::move(loaded).value();
     }
@@ -49,7 +55,8 @@ std::string_view statusText(AuthorizationStatus status) {
 Shared::Shared()
     : m_defaults(linuxpaths::defaultsFile(), m_log),
       m_container(XdgAppGroupContainer::Environment::current(), m_log),
-      m_localization(loadLocalization(m_log)),
+      m_localization(loadLocalization(linuxpaths::resourceDirectory() / "l10n", m_log)),
+      m_shortcutLocalization(loadLocalization(linuxpaths::resourceDirectory() / "l10n" / "GlobalShortcuts", m_log)),
       m_cameraManager([this] {
           return CameraManager::create({m_store, m_defaults, m_runLoop, m_log, [this] {
                                             std::vector<Uuid> ids;
@@ -75,7 +82,9 @@ Shared::Shared()
           return PreviewRenderer::create(
               {m_cameraManager.get(), m_imageManager, m_store, m_videoCapture, m_imageDecoder, m_runLoop, m_log,
                [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }});
-      }) {
+      }),
+      m_loginItemService(XdgAutostartLoginItemService::userAutostartDirectory(), linuxpaths::programPath()),
+      m_loginItemManager([this] { return LoginItemManager::create(m_loginItemService, m_log); }) {
     m_statusItemController.emplace(StatusItemController::Collaborators{
         .cameraManager = m_cameraManager,
         .extensionInstaller = m_installer,
@@ -83,7 +92,7 @@ Shared::Shared()
         .localization = m_localization,
         .iconDirectory = linuxpaths::resourceDirectory() / "icons",
         .makePopoverContent = [this](PopoverActions actions) { return makePopoverContent(std::move(actions)); },
-        .showSettingsWindow = [this] { m_log.write("AppDelegate: this edition has no settings window yet"); },
+        .showSettingsWindow = [this] { showSettingsWindow(); },
         .checkForUpdates = [this] { m_updater.checkForUpdates(); },
         .canCheckForUpdates = [this] { return m_appDelegate && m_appDelegate->canCheckForUpdates(); },
         .log = m_log,
@@ -140,8 +149,7 @@ AppDelegate::Collaborators Shared::delegateCollaborators() {
         .setAccessoryActivationPolicy = [] { QApplication::setQuitOnLastWindowClosed(false); },
         .setupStatusItem = [this] { m_statusItemController->setupStatusItem(); },
         .updateStatusIcon = [this](Constants::CameraMode mode) { m_statusItemController->updateStatusIcon(mode); },
-        .showOnboarding =
-            [this] { m_log.write("AppDelegate: onboarding needs a window, which this edition does not have"); },
+        .showOnboarding = [this] { showOnboardingWindow(); },
         .activateExtensionIfNeeded = [this] { m_installer.get().activateIfNeeded(); },
         .refreshExtensionStatus = [this] { m_installer.get().refreshStatus(); },
         .startCameraDiscovery = [this] { startCameraDiscovery(); },
@@ -180,7 +188,7 @@ void Shared::logCameraPermission() {
 void Shared::attachCameraShortcuts() {
     m_cameraShortcuts.emplace(*m_shortcuts);
     m_cameraShortcuts->attachActions(m_cameraManager);
-    // Without a settings window, the shortcuts in force are told in the log, on this keyboard.
+    // The shortcuts in force are told in the log too, on this keyboard.
     for (const auto& [what, name] : {std::pair{"camera off", m_cameraShortcuts->cameraOff()},
                                      {"camera on", m_cameraShortcuts->cameraOn()},
                                      {"last image", m_cameraShortcuts->showLastImage()}}) {
@@ -246,10 +254,64 @@ void Shared::listenForLaterStarts(SingleInstance& instance) {
 }
 
 void Shared::openSettings() {
-    // The settings window comes in a later step; the popover is the way to the settings until then.
-    if (auto* popover = m_statusItemController->popover(); popover == nullptr || !popover->isVisible()) {
-        m_statusItemController->togglePopover();
+    showSettingsWindow();
+}
+
+void Shared::showSettingsWindow() {
+    if (!m_settingsWindow) {
+        m_settingsWindow =
+            std::make_unique<SettingsWindow>(settingsTabs(), m_localization, linuxpaths::resourceDirectory() / "icons");
     }
+    m_settingsWindow->bringForward();
+}
+
+void Shared::showOnboardingWindow() {
+    if (!m_onboardingWindow) {
+        m_onboardingWindow = std::make_unique<OnboardingWindow>(
+            OnboardingWindow::Sources{m_installer.get(), m_cameraAuthorization, m_workspace, m_defaults, m_runLoop,
+                                      m_localization, linuxpaths::resourceDirectory() / "icons", m_log});
+    }
+    m_onboardingWindow->bringForward();
+}
+
+std::unique_ptr<QWidget> Shared::makeGeneralSettingsView() {
+    const ShortcutRecorderSources recorders{
+        *m_shortcuts,         m_keyboardLayout, m_symbolicHotKeys, m_shortcutLocalization, x11keyevents::fromQKeyEvent,
+        m_notificationCenter, m_runLoop};
+    return std::make_unique<GeneralSettingsView>(GeneralSettingsView::Sources{
+        .loginItemManager = m_loginItemManager.get(),
+        .extensionInstaller = m_installer.get(),
+        .cameraPermission = m_cameraPermission.get(),
+        .workspace = m_workspace,
+        .localization = m_localization,
+        .showOnboardingWindow = [this] { showOnboardingWindow(); },
+        .makeRecorder =
+            [this, recorders](const GlobalShortcuts::Name& name, std::string_view titleKey) {
+                return std::make_unique<ShortcutRecorder>(recorders, name,
+                                                          QString::fromStdString(m_localization.string(titleKey)));
+            },
+        .shortcutNames = m_cameraShortcuts ? std::vector{m_cameraShortcuts->cameraOff(), m_cameraShortcuts->cameraOn(),
+                                                         m_cameraShortcuts->showLastImage()}
+                                           : std::vector<GlobalShortcuts::Name>{},
+    });
+}
+
+std::vector<SettingsTab> Shared::settingsTabs() {
+    const auto icons = linuxpaths::resourceDirectory() / "icons";
+    return {
+        {"settings.tab.images", "photo.on.rectangle.angled",
+         [this, icons] {
+             return std::make_unique<ImagesSettingsView>(ImagesSettingsView::Sources{
+                 m_imageManager.get(), m_store, m_imageDecoder, m_localization, icons, m_log});
+         }},
+        {"settings.tab.general", "gearshape", [this] { return makeGeneralSettingsView(); }},
+        {"settings.tab.about", "info.circle",
+         [this, icons] {
+             const auto bundle = Bundle::open(linuxpaths::resourceDirectory());
+             return std::make_unique<AboutSettingsView>(AboutSettingsView::Sources{
+                 m_localization, m_workspace, bundle ? bundle->infoDictionary() : std::nullopt, icons});
+         }},
+    };
 }
 
 void Shared::applicationDidBecomeActive() {

@@ -17,12 +17,16 @@
 #include "platform/linux/V4l2VideoCapture.h"
 #include "platform/linux/X11HotKeyService.h"
 #include "platform/linux/XdgAppGroupContainer.h"
+#include "platform/linux/XdgAutostartLoginItemService.h"
 #include "platform/linux/XdgWorkspace.h"
 #include "platform/linux/XkbKeyboardLayout.h"
 #include "platform/qt/PackageKitUpdater.h"
 #include "platform/qt/QtImageDecoder.h"
 #include "platform/qt/QtRunLoop.h"
+#include "shell/OnboardingWindow.h"
+#include "shell/SettingsWindow.h"
 #include "shell/StatusItemController.h"
+#include "shell/model/LoginItemManager.h"
 #include "shortcuts/CameraShortcuts.h"
 #include "shortcuts/GlobalShortcuts.h"
 #include "sources/CameraDeviceManager.h"
@@ -61,8 +65,12 @@ public:
     static constexpr std::string_view openSettingsRequest = "openSettings";
     /// Takes requests from later starts, which `instance`'s lock turns away.
     void listenForLaterStarts(SingleInstance& instance);
-    /// Shows the settings; until the program has a settings window, its popover.
+    /// What a later start asks for: the settings window.
     void openSettings();
+    /// Makes the settings window at its first use, then brings it forward.
+    void showSettingsWindow();
+    /// Makes the onboarding window at its first use, then brings it forward.
+    void showOnboardingWindow();
 
 private:
     AppDelegate::Collaborators delegateCollaborators();
@@ -73,6 +81,8 @@ private:
     std::shared_ptr<SystemExtensionInstaller> makeInstaller();
     void removeStaleTemporaryFiles();
     std::unique_ptr<QWidget> makePopoverContent(PopoverActions actions);
+    std::vector<SettingsTab> settingsTabs();
+    std::unique_ptr<QWidget> makeGeneralSettingsView();
 
     QtRunLoop m_runLoop;
     StderrLog m_stderrLog;
@@ -82,6 +92,8 @@ private:
     SharedStore m_store{m_container};
     SerialQueue m_utilityQueue{"com.orsk.moritane.utility"};
     Localization m_localization;
+    /// The shortcut subsystem's own table.
+    Localization m_shortcutLocalization;
     DeviceNodeCameraAuthorization m_cameraAuthorization;
     // Made with the application, so that it knows whether it can check before launching finishes.
     PackageKitUpdater m_updater{m_localization, m_log, "moritane"};
@@ -107,6 +119,10 @@ private:
     XdgWorkspace m_workspace{XdgWorkspace::Environment::current(), m_localization.preferredLocalizations()};
     SharedInstance<PreviewRenderer> m_previewRenderer;
     std::optional<StatusItemController> m_statusItemController;
+    XdgAutostartLoginItemService m_loginItemService;
+    SharedInstance<LoginItemManager> m_loginItemManager;
+    std::unique_ptr<SettingsWindow> m_settingsWindow;
+    std::unique_ptr<OnboardingWindow> m_onboardingWindow;
     std::unique_ptr<QSocketNotifier> m_laterStarts;
     std::shared_ptr<AppDelegate> m_appDelegate;
 };

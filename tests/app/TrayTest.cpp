@@ -15,6 +15,12 @@ const std::string kPath = "PATH=/usr/local/bin:/usr/bin:/bin";
 
 class TrayTest : public ::testing::Test {
 protected:
+    TrayTest() {
+        // Onboarding is done: only the windows under test come up.
+        std::filesystem::create_directories(home / ".config/moritane");
+        testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
+    }
+
     [[nodiscard]] std::vector<std::string> visibleWindows() const { return desktop.visibleWindows("moritane"); }
     [[nodiscard]] testing::ChildProcess start() const { return desktop.start(MORITANE_PROGRAM, home.path()); }
 
@@ -42,7 +48,7 @@ TEST_F(TrayTest, TheIconFollowsTheModeAndOpensThePopoverWithItsPreview) {
     // Embedded: the tray has moved the icon into its place at the right edge.
     ASSERT_TRUE(testing::eventually([&] {
         const auto windows = visibleWindows();
-        return windows.size() == 1 && desktop.geometry(windows.front()).x > 320;
+        return windows.size() == 1 && desktop.geometry(windows.front()).x > 512;
     })) << program.output();
     const auto icon = desktop.geometry(visibleWindows().front());
     ASSERT_GT(icon.width, 0);
@@ -58,7 +64,7 @@ TEST_F(TrayTest, TheIconFollowsTheModeAndOpensThePopoverWithItsPreview) {
     }
     const auto popover = desktop.geometry(popoverWindow);
     EXPECT_GE(popover.y, icon.y + icon.height);  // under the icon, on the screen
-    EXPECT_LE(popover.x + popover.width, 640);
+    EXPECT_LE(popover.x + popover.width, 1024);
     // The middle of the preview, inside the edge and the padding, shows the image.
     const auto middle = desktop.pixels({popover.x + popover.width / 2, popover.y + 1 + 12 + 135 / 2, 1, 1});
     ASSERT_EQ(middle.size(), 3U);

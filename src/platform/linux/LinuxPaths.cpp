@@ -49,10 +49,13 @@ std::filesystem::path instanceDirectory() {
     return directory;
 }
 
-std::filesystem::path resourceDirectory() {
+std::filesystem::path programPath() {
     std::error_code error;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    return executable.parent_path().parent_path() / "share" / "moritane";
+    return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+std::filesystem::path resourceDirectory() {
+    return programPath().parent_path().parent_path() / "share" / "moritane";
 }
 
 std::vector<std::string> preferredLanguages() {

@@ -26,6 +26,9 @@ std::filesystem::path instanceDirectory();
 /// The installed resources: share/moritane beside the bin directory of the running program.
 std::filesystem::path resourceDirectory();
 
+/// The absolute path of the running program.
+std::filesystem::path programPath();
+
 /// The user's languages from the locale variables, most preferred first.
 std::vector<std::string> preferredLanguages();
 

@@ -1,0 +1,104 @@
+#include "support/Files.h"
+#include "testsupport/Desktop.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <regex>
+
+namespace moritane {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kPath = "PATH=/usr/local/bin:/usr/bin:/bin";
+const std::string kTitle = "Moritaneの設定";
+
+class SettingsTest : public ::testing::Test {
+protected:
+    [[nodiscard]] testing::ChildProcess start() const {
+        return desktop.start(MORITANE_PROGRAM, home.path(), "ja_JP.UTF-8");
+    }
+    [[nodiscard]] std::string title(const std::string& window) const {
+        auto name = desktop.server.output({"xdotool", "getwindowname", window});
+        return name.substr(0, name.find('\n'));
+    }
+    /// The one visible window of the program with the settings' title; empty while there is none.
+    [[nodiscard]] std::string settingsWindow() const {
+        std::string found;
+        for (const auto& window : desktop.visibleWindows("moritane")) {
+            if (title(window) == kTitle) {
+                found = window;
+            }
+        }
+        return found;
+    }
+    bool key(const std::string& keys) const { return desktop.server.xdotool({"key", "--delay", "50", keys}); }
+
+    testing::Desktop desktop;
+    testing::TemporaryDirectory home;
+};
+
+TEST_F(SettingsTest, ALaterStartBringsUpTheSettingsWindowWhichKeepsItsPaneAndAddsImages) {
+    // Onboarding is done: only the windows under test come up.
+    std::filesystem::create_directories(home / ".config/moritane");
+    testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
+    const testing::ChildProcess tray({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request"},
+                                     {"DISPLAY=" + desktop.server.display(), kPath}, STDOUT_FILENO);
+    auto program = start();
+    ASSERT_TRUE(program.waitFor("Cameras: ")) << program.output();  // the start-up is through
+
+    auto later = start();
+    EXPECT_TRUE(later.waitFor("SingleInstance: moritane runs already; asked it to open its settings"));
+    ASSERT_TRUE(testing::eventually([&] { return !settingsWindow().empty(); })) << program.output();
+    const auto window = settingsWindow();
+
+    // The window asks the window manager to keep its panes' area at 600 x 460 at least.
+    const auto hints = desktop.server.output({"xprop", "-id", window, "WM_NORMAL_HINTS"});
+    std::smatch minimum;
+    ASSERT_TRUE(std::regex_search(hints, minimum, std::regex("minimum size: (\\d+) by (\\d+)"))) << hints;
+    EXPECT_EQ(std::stoi(minimum[1]), 600);
+    EXPECT_GT(std::stoi(minimum[2]), 460);
+
+    // The same title on every pane; Control+Tab steps from the images pane to the about pane.
+    for (int pane = 0; pane < 2; ++pane) {
+        ASSERT_TRUE(key("ctrl+Tab"));
+        EXPECT_TRUE(testing::eventually([&] { return title(window) == kTitle; }));
+    }
+    const auto shown = desktop.geometry(window);
+    const auto aboutPane = desktop.pixels(shown);
+
+    // Closed and opened again, it has the same pane, size and place (in an X window that Qt may
+    // have made anew, so it is found by its title again).
+    ASSERT_TRUE(key("ctrl+w"));
+    ASSERT_TRUE(testing::eventually([&] { return settingsWindow().empty(); }));
+    auto again = start();
+    EXPECT_TRUE(again.waitFor("asked it to open its settings"));
+    ASSERT_TRUE(testing::eventually([&] { return !settingsWindow().empty(); })) << program.output();
+    EXPECT_EQ(desktop.geometry(settingsWindow()), shown);
+    EXPECT_TRUE(testing::eventually([&] { return desktop.pixels(shown) == aboutPane; }));
+
+    // On the images pane, an image added through the file dialog becomes a row and an entry.
+    ASSERT_TRUE(key("ctrl+Tab"));
+    const auto emptyPane = desktop.pixels(shown);
+    const auto picture = home / "green.png";
+    ASSERT_TRUE(testing::runToEnd({"convert", "-size", "64x36", "xc:#00c000", picture.string()}, {kPath}));
+    ASSERT_TRUE(desktop.click({shown.x + shown.width - 70, shown.y + shown.height - 22, 1, 1}));
+    // Typed keys go to the file dialog once it has the keyboard.
+    ASSERT_TRUE(testing::eventually([&] {
+        const auto focused = desktop.server.output({"xdotool", "getwindowfocus"});
+        return title(focused.substr(0, focused.find('\n'))) == "画像を追加";
+    })) << "the file dialog";
+    ASSERT_TRUE(desktop.server.xdotool({"type", "--delay", "20", picture.string()}));
+    ASSERT_TRUE(key("Return"));
+    ASSERT_TRUE(program.waitFor("ImageManager: copied " + picture.string())) << program.output();
+    const auto index = files::readFile(home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane/images.json", 1 << 16);
+    ASSERT_TRUE(index);
+    EXPECT_NE(index.value().find(R"("name":"green")"), std::string::npos) << index.value();
+    EXPECT_TRUE(testing::eventually([&] { return desktop.pixels(shown) != emptyPane; })) << "a row";
+}
+
+}  // namespace
+}  // namespace moritane
