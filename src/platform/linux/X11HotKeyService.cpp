@@ -285,6 +285,17 @@ void X11HotKeyService::readEvents() {
                     }
                 });
             }
+            // While a grab of ours holds the keyboard, the server may keep the raw releases from
+            // us (it does while one of the program's own windows has the focus), but the releases
+            // themselves come to the grabbing client: they count as the raw ones would.
+            if (type == XCB_KEY_RELEASE) {
+                const auto* key = reinterpret_cast<const xcb_key_release_event_t*>(event.value);
+                m_mainQueue.post([this, alive, keyCode = key->detail] {
+                    if (alive.lock()) {
+                        deliverRawKey(keyCode, false);
+                    }
+                });
+            }
             const auto* generic = reinterpret_cast<const xcb_ge_generic_event_t*>(event.value);
             if (type == XCB_GE_GENERIC && generic->extension == m_xinputOpcode &&
                 (generic->event_type == XCB_INPUT_RAW_KEY_PRESS || generic->event_type == XCB_INPUT_RAW_KEY_RELEASE)) {
