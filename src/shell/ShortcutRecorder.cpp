@@ -183,6 +183,9 @@ ShortcutRecorderField::ShortcutRecorderField(const ShortcutRecorderSources& sour
 }
 
 ShortcutRecorderField::~ShortcutRecorderField() {
+    if (m_focusReturn) {
+        m_focusReturn->invalidate();
+    }
     m_controller->endRecording();
     m_controller->detachField();
 }
@@ -208,10 +211,7 @@ bool ShortcutRecorderField::event(QEvent* event) {
         refuseFocusForAMoment();
         break;
     case QEvent::WindowDeactivate:
-        m_controller->endRecording();
-        if (window()->focusWidget() == this) {
-            clearFocus();
-        }
+        endRecordingUnlessFocusReturns();
         break;
     default:
         break;
@@ -229,7 +229,29 @@ void ShortcutRecorderField::focusInEvent(QFocusEvent* event) {
 
 void ShortcutRecorderField::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
-    m_controller->endRecording();
+    if (event->reason() == Qt::ActiveWindowFocusReason) {
+        endRecordingUnlessFocusReturns();
+    } else {
+        m_controller->endRecording();
+    }
+}
+
+void ShortcutRecorderField::endRecordingUnlessFocusReturns() {
+    // The X server takes the keyboard from the window for the length of a press of a global
+    // shortcut, and the window hears that it lost the focus and then that it has it back. Only a
+    // loss that lasts is the window leaving the front, which ends recording.
+    if (m_focusReturn) {
+        m_focusReturn->invalidate();
+    }
+    m_focusReturn =
+        m_sources.runLoop.scheduleTimer(focusReturnWait, false, TimerModes::common, [field = QPointer(this)] {
+            if (field && !(field->hasFocus() && field->window()->isActiveWindow())) {
+                field->m_controller->endRecording();
+                if (field->window()->focusWidget() == field) {
+                    field->clearFocus();
+                }
+            }
+        });
 }
 
 void ShortcutRecorderField::keyPressEvent(QKeyEvent* event) {
@@ -246,6 +268,11 @@ void ShortcutRecorderField::keyPressEvent(QKeyEvent* event) {
 
 void ShortcutRecorderField::mousePressEvent(QMouseEvent* event) {
     QLineEdit::mousePressEvent(event);
+    // Only the keyboard's way round the window is refused for a moment; a click that brings the
+    // window to the front still starts recording.
+    if (!hasFocus()) {
+        setFocus(Qt::MouseFocusReason);
+    }
     if (hasFocus()) {
         m_controller->startRecording();
     }

@@ -40,6 +40,8 @@ class ShortcutRecorderField final : public QLineEdit {
 public:
     /// The least width it asks for.
     static constexpr int minimumWidth = 130;
+    /// How long the window may be without the keyboard before recording ends.
+    static constexpr RunLoop::Duration focusReturnWait{300};
 
     ShortcutRecorderField(const ShortcutRecorderSources& sources, GlobalShortcuts::Name name,
                           GlobalShortcuts::RecorderController::OnChange onChange = {}, QWidget* parent = nullptr);
@@ -68,12 +70,14 @@ private:
     class Monitor;
 
     void refuseFocusForAMoment();
+    void endRecordingUnlessFocusReturns();
 
     ShortcutRecorderSources m_sources;
     QToolButton* m_clearButton;
     std::unique_ptr<Port> m_port;
     std::shared_ptr<Monitor> m_monitor;
     std::shared_ptr<GlobalShortcuts::RecorderController> m_controller;
+    std::shared_ptr<Timer> m_focusReturn;
 };
 
 /// The recorder as a settings row: its title at the left and the field at the right; without a
