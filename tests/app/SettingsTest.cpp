@@ -15,25 +15,30 @@ using namespace std::chrono_literals;
 
 const std::string kPath = "PATH=/usr/local/bin:/usr/bin:/bin";
 const std::string kTitle = "Moritaneの設定";
+const std::string kEnglishTitle = "Moritane Settings";
 
 class SettingsTest : public ::testing::Test {
 protected:
-    [[nodiscard]] testing::ChildProcess start() const {
-        return desktop.start(MORITANE_PROGRAM, home.path(), "ja_JP.UTF-8");
+    [[nodiscard]] testing::ChildProcess start(const std::string& language = "ja_JP.UTF-8") const {
+        return desktop.start(MORITANE_PROGRAM, home.path(), language);
     }
     [[nodiscard]] std::string title(const std::string& window) const {
         auto name = desktop.server.output({"xdotool", "getwindowname", window});
         return name.substr(0, name.find('\n'));
     }
-    /// The one visible window of the program with the settings' title; empty while there is none.
-    [[nodiscard]] std::string settingsWindow() const {
+    /// The one visible window of the program with `name` as title; empty while there is none.
+    [[nodiscard]] std::string settingsWindow(const std::string& name = kTitle) const {
         std::string found;
         for (const auto& window : desktop.visibleWindows("moritane")) {
-            if (title(window) == kTitle) {
+            if (title(window) == name) {
                 found = window;
             }
         }
         return found;
+    }
+    [[nodiscard]] std::string defaults() const {
+        const auto content = files::readFile(home / ".config/moritane/defaults.json", 1 << 16);
+        return content ? content.value() : std::string{};
     }
     bool key(const std::string& keys) const { return desktop.server.xdotool({"key", "--delay", "50", keys}); }
 
@@ -98,6 +103,56 @@ TEST_F(SettingsTest, ALaterStartBringsUpTheSettingsWindowWhichKeepsItsPaneAndAdd
     ASSERT_TRUE(index);
     EXPECT_NE(index.value().find(R"("name":"green")"), std::string::npos) << index.value();
     EXPECT_TRUE(testing::eventually([&] { return desktop.pixels(shown) != emptyPane; })) << "a row";
+}
+
+TEST_F(SettingsTest, OnboardingComesOnceAndTheGeneralPaneSetsLaunchAtLoginAndRecordsShortcuts) {
+    const testing::ChildProcess tray({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request"},
+                                     {"DISPLAY=" + desktop.server.display(), kPath}, STDOUT_FILENO);
+    {
+        auto first = start("C.UTF-8");
+        ASSERT_TRUE(testing::eventually([&] { return !settingsWindow("Moritane Setup").empty(); })) << first.output();
+        ASSERT_TRUE(key("Return"));  // Done
+        ASSERT_TRUE(testing::eventually([&] { return settingsWindow("Moritane Setup").empty(); }));
+        EXPECT_NE(defaults().find(R"("hasCompletedOnboarding": true)"), std::string::npos) << defaults();
+    }
+    auto program = start("C.UTF-8");
+    // This edition cannot install its extension: once that is told, the pane's layout is settled.
+    ASSERT_TRUE(program.waitFor("SystemExtensionInstaller: Camera extension: failed")) << program.output();
+    EXPECT_TRUE(settingsWindow("Moritane Setup").empty()) << "onboarding comes once";
+
+    auto later = start("C.UTF-8");
+    ASSERT_TRUE(testing::eventually([&] { return !settingsWindow(kEnglishTitle).empty(); })) << program.output();
+    const auto id = settingsWindow(kEnglishTitle);
+    // Tall enough for the whole General pane, so that its controls stand at known places.
+    ASSERT_TRUE(desktop.server.xdotool({"windowsize", id, "600", "720"}));
+    ASSERT_TRUE(testing::eventually([&] { return desktop.geometry(id).height == 720; }));
+    const auto window = desktop.geometry(id);
+    ASSERT_TRUE(key("ctrl+Tab"));
+
+    // The launch-at-login box writes and removes the autostart entry.
+    const auto entry = home / ".config/autostart/moritane.desktop";
+    const testing::Geometry checkbox{window.x + 40, window.y + 200, 1, 1};
+    ASSERT_TRUE(desktop.click(checkbox));
+    ASSERT_TRUE(testing::eventually([&] { return files::exists(entry); }));
+    const auto written = files::readFile(entry, 4096);
+    ASSERT_TRUE(written);
+    EXPECT_NE(written.value().find(std::string("Exec=\"") + MORITANE_PROGRAM + "\""), std::string::npos)
+        << written.value();
+    ASSERT_TRUE(desktop.click(checkbox));
+    EXPECT_TRUE(testing::eventually([&] { return !files::exists(entry); }));
+
+    // The camera-off recorder records a new shortcut; while it records, the global shortcuts do
+    // nothing.
+    ASSERT_TRUE(desktop.click({window.x + 490, window.y + 547, 1, 1}));
+    ASSERT_TRUE(key("ctrl+alt+super+1"));
+    ASSERT_TRUE(key("ctrl+alt+super+5"));
+    ASSERT_TRUE(testing::eventually([&] {
+        return defaults().find(R"("GlobalShortcuts_cameraOff": "{\"carbonKeyCode\":23,\"carbonModifiers\":6400}")") !=
+               std::string::npos;
+    })) << defaults();
+    EXPECT_EQ(program.output().find("mode=camera"), std::string::npos) << "a shortcut acted while recording";
+    ASSERT_TRUE(key("ctrl+alt+super+1"));
+    EXPECT_TRUE(program.waitFor("CameraManager: wrote state mode=camera")) << "and acts once recording ended";
 }
 
 }  // namespace
