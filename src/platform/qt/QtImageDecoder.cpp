@@ -82,15 +82,18 @@ std::optional<Frame> read(std::span<const std::uint8_t> bytes, std::optional<int
     if (!withinLimits(stored) || (reader.format() == "jpeg" && !jpegReachesEnd(bytes))) {
         return std::nullopt;
     }
-    if (coveringSide) {
-        // The reader scales before it turns the image upright, so the size is the stored one's;
-        // a square is covered the same either way up.
-        const auto covering = ImageDecoder::coveringSize(stored.width(), stored.height(), *coveringSide);
-        if (covering.width != stored.width()) {
-            reader.setScaledSize({covering.width, covering.height});
-            // Smooth scaling from the nearest reduced decoding, not the nearest pixel.
-            reader.setQuality(kScalingQuality);
-        }
+    // The reader scales before it turns the image upright, so the size is the stored one's; a
+    // square is covered the same either way up.
+    const auto covering = coveringSide ? ImageDecoder::coveringSize(stored.width(), stored.height(), *coveringSide)
+                                       : ImageDecoder::Size{stored.width(), stored.height()};
+    const bool scales = covering.width != stored.width();
+    // JPEG decodes at a reduced size, which is the point; other readers would only scale after
+    // decoding, and Qt's scaling of a two-colour palette image gives wrong colours.
+    const bool readerScales = scales && reader.format() == "jpeg";
+    if (readerScales) {
+        reader.setScaledSize({covering.width, covering.height});
+        // Smooth scaling from the nearest reduced decoding, not the nearest pixel.
+        reader.setQuality(kScalingQuality);
     }
     QImage image;
     // Qt's BMP reader leaves the rows of a file cut short as the allocator gave them, but reads into
@@ -107,6 +110,12 @@ std::optional<Frame> read(std::span<const std::uint8_t> bytes, std::optional<int
     }
     // Premultiplied, since the fit draws the image onto black.
     image.convertTo(QImage::Format_ARGB32_Premultiplied);
+    if (scales && !readerScales) {
+        // Upright by now, so a turned image's sides are swapped.
+        const bool turned = image.size() != stored;
+        image = image.scaled(turned ? covering.height : covering.width, turned ? covering.width : covering.height,
+                             Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
     if (image.isNull()) {
         return std::nullopt;
     }

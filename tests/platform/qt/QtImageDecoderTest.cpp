@@ -184,6 +184,9 @@ TEST(QtImageDecoderTest, ScalesDownToCoverASquareUprightAndNeverUp) {
         {"JPEG turned a quarter clockwise", withOrientation(jpeg, 6), 40, 40, 80, kRed, kBlue},
         {"BMP, read into a cleared image first", encode(redThenBlue(120, 90), "bmp"), 30, 40, 30, kRed, kBlue},
         {"PNG narrower than the square", encode(redThenBlue(30, 200), "png"), 40, 30, 200, kRed, kBlue},
+        {"PNG of a two-colour palette",
+         encode(redThenBlue(100, 200).convertToFormat(QImage::Format_Mono, {qRgb(255, 0, 0), qRgb(0, 0, 255)}), "png"),
+         40, 40, 80, kRed, kBlue},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
