@@ -13,7 +13,7 @@ namespace moritane {
 
 namespace {
 
-constexpr std::size_t kMaxEntryBytes = 64 * 1024;
+constexpr std::size_t kMaxEntryBytes = std::size_t{64} * 1024;
 constexpr std::string_view kDomain = "LoginItem";
 
 /// The keys of the "[Desktop Entry]" group; of a key written twice the later counts, as desktops read it.
@@ -33,7 +33,7 @@ std::map<std::string, std::string, std::less<>> desktopEntryKeys(const std::stri
         if (!inGroup || equals == std::string::npos) {
             continue;
         }
-        auto trim = [](std::string text) {
+        auto trim = [](const std::string& text) {
             const auto first = text.find_first_not_of(" \t");
             const auto last = text.find_last_not_of(" \t\r");
             return first == std::string::npos ? std::string{} : text.substr(first, last - first + 1);
@@ -62,11 +62,11 @@ std::optional<std::string> execArgument(const std::string& argument) {
         case '"':
         case '`':
         case '$':
-            quoted += "\\\\";  // a backslash, itself escaped in the string value
+            quoted += R"(\\)";  // a backslash, itself escaped in the string value
             quoted += character;
             break;
         case '\\':
-            quoted += "\\\\\\\\";
+            quoted += R"(\\\\)";
             break;
         case '%':
             quoted += "%%";
@@ -84,9 +84,9 @@ std::optional<std::string> execArgument(const std::string& argument) {
 
 }  // namespace
 
-XdgAutostartLoginItemService::XdgAutostartLoginItemService(std::filesystem::path autostartDirectory,
+XdgAutostartLoginItemService::XdgAutostartLoginItemService(const std::filesystem::path& autostartDirectory,
                                                            std::filesystem::path program)
-    : m_entry(std::move(autostartDirectory) / "moritane.desktop"), m_program(std::move(program)) {}
+    : m_entry(autostartDirectory / "moritane.desktop"), m_program(std::move(program)) {}
 
 std::filesystem::path XdgAutostartLoginItemService::userAutostartDirectory() {
     std::filesystem::path base(linuxpaths::environmentVariable("XDG_CONFIG_HOME"));

@@ -13,7 +13,7 @@ namespace moritane {
 class XdgAutostartLoginItemService final : public LoginItemService {
 public:
     /// The entry is "moritane.desktop" in `autostartDirectory`; it starts `program`, an absolute path.
-    XdgAutostartLoginItemService(std::filesystem::path autostartDirectory, std::filesystem::path program);
+    XdgAutostartLoginItemService(const std::filesystem::path& autostartDirectory, std::filesystem::path program);
 
     /// $XDG_CONFIG_HOME/autostart, or ~/.config/autostart.
     static std::filesystem::path userAutostartDirectory();
