@@ -1,6 +1,7 @@
 #include "platform/linux/X11HotKeyService.h"
 
 #include "platform/linux/X11KeyCodes.h"
+#include "platform/linux/XcbXkb.h"
 #include "shortcuts/Shortcut.h"
 
 #include <poll.h>
@@ -64,6 +65,20 @@ std::optional<std::uint8_t> selectRawKeys(xcb_connection_t* connection, xcb_wind
     return extension->major_opcode;
 }
 
+/// Asks the server to repeat a held key with presses alone, as it otherwise sends a release
+/// before each repeated press; true when it will.
+bool askForDetectableAutoRepeat(xcb_connection_t* connection) {
+    const Freed use(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
+    if (use.value == nullptr || use.value->supported == 0U) {
+        return false;
+    }
+    constexpr std::uint32_t detectable = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+    const Freed flags(xcb_xkb_per_client_flags_reply(
+        connection, xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD, detectable, detectable, 0, 0, 0),
+        nullptr));
+    return flags.value != nullptr && (flags.value->value & detectable) != 0U;
+}
+
 /// The service's modifiers and the X modifier bits they are held with, both ways.
 constexpr std::array<std::pair<std::uint16_t, std::uint32_t>, 4> kModifierBits{{
     {XCB_MOD_MASK_CONTROL, CarbonModifiers::control},
@@ -113,6 +128,7 @@ X11HotKeyService::X11HotKeyService(RunLoop& mainQueue, Log& log, const char* dis
     m_connection = connection;
     m_root = screens.data->root;
     m_xinputOpcode = *opcode;
+    m_releasesAreReal = askForDetectableAutoRepeat(connection);
     // Keys held already, modifiers among them, come up later as raw events.
     const Freed keymap(xcb_query_keymap_reply(m_connection, xcb_query_keymap(m_connection), nullptr));
     if (keymap.value != nullptr) {
@@ -287,8 +303,9 @@ void X11HotKeyService::readEvents() {
             }
             // While a grab of ours holds the keyboard, the server may keep the raw releases from
             // us (it does while one of the program's own windows has the focus), but the releases
-            // themselves come to the grabbing client: they count as the raw ones would.
-            if (type == XCB_KEY_RELEASE) {
+            // themselves come to the grabbing client: they count as the raw ones would, once
+            // the server no longer sends one for each repeat of a held key.
+            if (type == XCB_KEY_RELEASE && m_releasesAreReal) {
                 const auto* key = reinterpret_cast<const xcb_key_release_event_t*>(event.value);
                 m_mainQueue.post([this, alive, keyCode = key->detail] {
                     if (alive.lock()) {

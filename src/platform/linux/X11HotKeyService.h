@@ -82,6 +82,8 @@ private:
     xcb_connection_t* m_connection = nullptr;
     std::uint32_t m_root = 0;
     std::uint8_t m_xinputOpcode = 0;
+    /// Whether a release from the server is a key coming up, not a repeat of a held one.
+    bool m_releasesAreReal = false;
     /// Wakes the reader: to stop, or to look at events that a main-thread call read off the socket.
     int m_stopEvent = -1;
     std::atomic<bool> m_stopping = false;

@@ -1,6 +1,7 @@
 #include "platform/linux/X11HotKeyService.h"
 
 #include "platform/linux/X11KeyCodes.h"
+#include "platform/linux/XcbXkb.h"
 #include "platform/sim/CapturingLog.h"
 #include "platform/sim/ManualRunLoop.h"
 #include "platform/sim/MemoryDefaults.h"
@@ -9,17 +10,6 @@
 
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
-// The XKB header names a member "explicit", a word of C++.
-#if defined(__clang__)
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#endif
-#define explicit explicit_  // NOLINT(cppcoreguidelines-macro-usage)
-#include <xcb/xkb.h>
-#undef explicit
-#if defined(__clang__)
-#pragma clang diagnostic pop
-#endif
 #include <xkbcommon/xkbcommon.h>
 
 #include <chrono>
