@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QLabel>
-#include <QTest>
 
 namespace moritane {
 namespace {
@@ -38,19 +37,6 @@ TEST_F(SettingsWindowTest, EachPaneIsMadeWhenFirstShownAndTheWindowKeepsThePaneA
     window.controller().selectTab(0);
     EXPECT_EQ(made.size(), 2U) << "a pane is made once";
     EXPECT_EQ(window.windowTitle(), "settings.windowTitle");
-}
-
-TEST_F(SettingsWindowTest, ThePanesAreaStartsAt600By540AndCannotBeMadeSmallerThan600By460) {
-    SettingsWindow window(tabs(), localization, "no icons here");
-    window.bringForward();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-    const auto* panes = window.controller().findChild<QStackedWidget*>();
-    EXPECT_EQ(panes->size(), SettingsWindow::contentSize);
-    window.resize(100, 100);
-    EXPECT_GE(panes->width(), 600);
-    EXPECT_GE(panes->height(), 460);
-    window.resize(900, 700);
-    EXPECT_EQ(panes->width(), 900) << "and it can grow";
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ std::vector<std::string> currentEnvironment() {
 
 // The server writes its display number to descriptor 3 once it listens.
 XvfbServer::XvfbServer()
-    : m_server({"Xvfb", "-displayfd", "3", "-nolisten", "tcp", "-screen", "0", "1024x768x24"}, currentEnvironment(), 3) {
+    : m_server({"Xvfb", "-displayfd", "3", "-nolisten", "tcp", "-screen", "0", "1024x768x24"}, currentEnvironment(),
+               3) {
     if (!m_server.waitFor("\n")) {
         throw std::runtime_error("Xvfb did not start");
     }

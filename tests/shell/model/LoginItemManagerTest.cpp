@@ -25,39 +25,22 @@ TEST(LoginItemManagerTest, CallsTheSystemOnlyForAChangeAndShowsWhatTheSystemSays
         std::vector<std::string> log;
     };
     const Error refused{"LoginItem", 1, "refused"};
+    const auto failedTo = [](const char* word) {
+        return std::vector<std::string>{std::string("LoginItemManager: failed to set login item to ") + word +
+                                        ": refused"};
+    };
+    // clang-format off
     const std::array cases{
         Case{"on while already on", Status::enabled, true, {}, Status::enabled, 0, 0, true, {}},
         Case{"on", Status::notRegistered, true, {}, Status::enabled, 1, 0, true, {}},
-        Case{"on, refused",
-             Status::notRegistered,
-             true,
-             refused,
-             Status::enabled,
-             1,
-             0,
-             false,
-             {"LoginItemManager: failed to set login item to enabled: refused"}},
-        Case{"off, refused",
-             Status::enabled,
-             false,
-             refused,
-             Status::enabled,
-             0,
-             1,
-             true,
-             {"LoginItemManager: failed to set login item to disabled: refused"}},
-        Case{"on while approval is awaited: asked again, still off",
-             Status::requiresApproval,
-             true,
-             {},
-             Status::requiresApproval,
-             1,
-             0,
-             false,
-             {}},
+        Case{"on, refused", Status::notRegistered, true, refused, Status::enabled, 1, 0, false, failedTo("enabled")},
+        Case{"off, refused", Status::enabled, false, refused, Status::enabled, 0, 1, true, failedTo("disabled")},
+        Case{"on while approval is awaited: asked again, still off", Status::requiresApproval, true, {},
+             Status::requiresApproval, 1, 0, false, {}},
         Case{"off while not on", Status::requiresApproval, false, {}, Status::enabled, 0, 0, false, {}},
         Case{"off", Status::enabled, false, {}, Status::enabled, 0, 1, false, {}},
     };
+    // clang-format on
     for (const auto& test : cases) {
         FakeLoginItemService service;
         CapturingLog log;
