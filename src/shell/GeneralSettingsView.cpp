@@ -51,7 +51,7 @@ GeneralSettingsView::GeneralSettingsView(Sources sources, QWidget* parent)
     sections->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     sections->setSpacing(kSectionSpacing);
 
-    // Language: it follows the system, and nothing here chooses another.
+    // No choice here: the program speaks the system's language, and this only says so.
     auto* language = group();
     rowsOf(language)->addWidget(widgets::label(text("settings.language.systemFollow"), font(), secondary));
     addSection(sections, GeneralSection::language, language);
@@ -172,11 +172,15 @@ void GeneralSettingsView::render(const GeneralPaneContent& content) {
     m_reinstall->setEnabled(content.isReinstallEnabled);
     m_extensionStatus->setText(QString::fromStdString(content.extensionStatus));
     m_extensionStatus->setVisible(!content.extensionFailure);
-    delete m_failureBlock;
-    m_failureBlock = nullptr;
-    if (content.extensionFailure) {
-        m_failureBlock = makeFailureBlock(*content.extensionFailure);
-        m_extensionStatusColumn->addWidget(m_failureBlock);
+    // Made anew only when it changed, so that a selection in it or the focus on its buttons stays.
+    if (content.extensionFailure != m_shownFailure) {
+        delete m_failureBlock;
+        m_failureBlock = nullptr;
+        m_shownFailure = content.extensionFailure;
+        if (m_shownFailure) {
+            m_failureBlock = makeFailureBlock(*m_shownFailure);
+            m_extensionStatusColumn->addWidget(m_failureBlock);
+        }
     }
 }
 
@@ -186,7 +190,8 @@ QWidget* GeneralSettingsView::makeFailureBlock(const ExtensionFailureBlock& fail
     auto* column = new QVBoxLayout(block);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(6);
-    column->addWidget(widgets::label(QString::fromStdString(failure.text), widgets::scaled(font(), kCalloutScale)));
+    column->addWidget(
+        widgets::label(QString::fromStdString(failure.text), widgets::scaled(font(), kCalloutScale), secondary));
     auto* actions = new QHBoxLayout;
     actions->setSpacing(12);
     if (failure.showsOpenSettings) {

@@ -17,6 +17,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -58,6 +59,7 @@ private:
     QLabel* m_extensionStatus;
     QVBoxLayout* m_extensionStatusColumn;
     QWidget* m_failureBlock = nullptr;
+    std::optional<ExtensionFailureBlock> m_shownFailure;
     QPushButton* m_reinstall;
     QWidget* m_permissionSection = nullptr;
     bool m_updatePending = false;

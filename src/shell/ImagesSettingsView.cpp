@@ -1,6 +1,7 @@
 #include "shell/ImagesSettingsView.h"
 
 #include "shell/FrameImage.h"
+#include "shell/Symbols.h"
 
 #include <QApplication>
 #include <QDropEvent>
@@ -337,16 +338,7 @@ QString ImagesSettingsView::text(const char* key) const {
 }
 
 QIcon ImagesSettingsView::symbol(const std::string& name, const QColor& colour, int side) const {
-    const QIcon mask(QString::fromStdString((m_sources.iconDirectory / (name + ".svg")).string()));
-    QPixmap tinted = mask.pixmap(QSize(side, side), devicePixelRatioF());
-    if (tinted.isNull()) {
-        return {};
-    }
-    QPainter painter(&tinted);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(QRectF(QPointF(), tinted.deviceIndependentSize()), colour);
-    painter.end();
-    return {tinted};
+    return QIcon(symbols::pixmap(m_sources.iconDirectory, name, side, colour, devicePixelRatioF()));
 }
 
 void ImagesSettingsView::scheduleRebuild() {

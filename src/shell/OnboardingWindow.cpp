@@ -2,6 +2,7 @@
 
 #include "camera/AppDelegate.h"
 #include "shell/Symbols.h"
+#include "shell/Widgets.h"
 
 #include <QCloseEvent>
 #include <QFrame>
@@ -28,8 +29,8 @@ constexpr int kRowSpacing = 14;
 constexpr int kTextSpacing = 6;
 const QColor kGreen(52, 168, 83);
 
-// The sizes are those of the original design, whose body text is 13: they scale with the
-// desktop's own font.
+// Sizes in points of a body text of 13, scaled to the desktop's own font so that the window
+// follows the user's choice of text size.
 constexpr double kBodySize = 13;
 constexpr double kLargeTitleSize = 26;
 constexpr double kTitle3Size = 20;
@@ -40,38 +41,9 @@ QString text(const Localization& localization, std::string_view key) {
     return QString::fromStdString(localization.string(key));
 }
 
-QFont scaled(QFont font, double size, QFont::Weight weight = QFont::Normal) {
-    if (font.pointSizeF() > 0) {
-        font.setPointSizeF(font.pointSizeF() * size / kBodySize);
-    } else {
-        font.setPixelSize(static_cast<int>(font.pixelSize() * size / kBodySize));
-    }
-    font.setWeight(weight);
-    return font;
-}
-
-QLabel* label(const QString& content, const QFont& font, const QColor* colour = nullptr) {
-    auto* made = new QLabel(content);
-    made->setFont(font);
-    made->setWordWrap(true);
-    made->setTextFormat(Qt::PlainText);
-    if (colour != nullptr) {
-        auto palette = made->palette();
-        palette.setColor(QPalette::WindowText, *colour);
-        made->setPalette(palette);
-    }
-    return made;
-}
-
-QWidget* divider() {
-    auto* line = new QFrame;
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Plain);
-    line->setFixedHeight(1);
-    auto palette = line->palette();
-    palette.setColor(QPalette::WindowText, palette.color(QPalette::Mid));
-    line->setPalette(palette);
-    return line;
+/// `font` at the size `size` of the design.
+QFont sized(const QFont& font, double size, QFont::Weight weight = QFont::Normal) {
+    return widgets::scaled(font, size / kBodySize, weight);
 }
 
 QVBoxLayout* column(QWidget* owner, int spacing) {
@@ -113,8 +85,9 @@ OnboardingWindow::OnboardingWindow(Sources sources) : m_sources(std::move(source
     auto* header = new QWidget;
     auto* headerLayout = column(header, kTextSpacing);
     headerLayout->setContentsMargins(kMargin, kMargin, kMargin, 20);
-    headerLayout->addWidget(label(text(localization, "onboarding.title"), scaled(body, kLargeTitleSize, QFont::Bold)));
-    headerLayout->addWidget(label(text(localization, "onboarding.subtitle"), body, &secondary));
+    headerLayout->addWidget(
+        widgets::label(text(localization, "onboarding.title"), sized(body, kLargeTitleSize, QFont::Bold)));
+    headerLayout->addWidget(widgets::label(text(localization, "onboarding.subtitle"), body, secondary));
 
     auto* steps = new QWidget;
     auto* stepsLayout = column(steps, 24);
@@ -126,7 +99,7 @@ OnboardingWindow::OnboardingWindow(Sources sources) : m_sources(std::move(source
     auto* usageDivider = new QWidget;
     auto* usageDividerLayout = column(usageDivider, 0);
     usageDividerLayout->setContentsMargins(0, 4, 0, 0);
-    usageDividerLayout->addWidget(divider());
+    usageDividerLayout->addWidget(widgets::divider());
     stepsLayout->addWidget(usageDivider);
     stepsLayout->addWidget(makeUsageSection());
     stepsLayout->addStretch(1);
@@ -150,9 +123,9 @@ OnboardingWindow::OnboardingWindow(Sources sources) : m_sources(std::move(source
 
     auto* layout = column(this, 0);
     layout->addWidget(header);
-    layout->addWidget(divider());
+    layout->addWidget(widgets::divider());
     layout->addWidget(scroll, 1);
-    layout->addWidget(divider());
+    layout->addWidget(widgets::divider());
     layout->addWidget(footer);
 
     connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
@@ -189,8 +162,9 @@ QWidget* OnboardingWindow::makeStepRow(const OnboardingStep& step, StepWidgets& 
 
     auto* texts = new QWidget;
     auto* textsLayout = column(texts, kTextSpacing);
-    textsLayout->addWidget(label(text(localization, step.titleKey), scaled(font(), kBodySize, QFont::Bold)));
-    textsLayout->addWidget(label(text(localization, step.detailKey), scaled(font(), kSubheadlineSize), &secondary));
+    textsLayout->addWidget(widgets::label(text(localization, step.titleKey), sized(font(), kBodySize, QFont::Bold)));
+    textsLayout->addWidget(
+        widgets::label(text(localization, step.detailKey), sized(font(), kSubheadlineSize), secondary));
     widgets.action = new QPushButton(text(localization, step.actionKey));
     widgets.action->setAutoDefault(true);
     connect(widgets.action, &QPushButton::clicked, this, [this, action = step.action] { perform(action); });
@@ -211,7 +185,7 @@ QWidget* OnboardingWindow::makeUsageSection() {
     auto* section = new QWidget;
     auto* layout = column(section, kTextSpacing);
     layout->addWidget(
-        label(text(localization, "onboarding.usage.heading"), scaled(font(), kTitle3Size, QFont::DemiBold)));
+        widgets::label(text(localization, "onboarding.usage.heading"), sized(font(), kTitle3Size, QFont::DemiBold)));
 
     auto* row = new QHBoxLayout;
     row->setSpacing(kRowSpacing);
@@ -223,9 +197,10 @@ QWidget* OnboardingWindow::makeUsageSection() {
     row->addWidget(symbol, 0, Qt::AlignTop);
     auto* texts = new QWidget;
     auto* textsLayout = column(texts, kTextSpacing);
-    textsLayout->addWidget(label(text(localization, "onboarding.step4.title"), scaled(font(), kBodySize, QFont::Bold)));
     textsLayout->addWidget(
-        label(text(localization, "onboarding.step4.detail"), scaled(font(), kSubheadlineSize), &secondary));
+        widgets::label(text(localization, "onboarding.step4.title"), sized(font(), kBodySize, QFont::Bold)));
+    textsLayout->addWidget(
+        widgets::label(text(localization, "onboarding.step4.detail"), sized(font(), kSubheadlineSize), secondary));
     row->addWidget(texts, 1);
     layout->addLayout(row);
     return section;
@@ -274,7 +249,7 @@ void OnboardingWindow::stopPermissionTimer() {
 
 void OnboardingWindow::redraw() {
     const auto models = makeOnboardingSteps(m_status, m_cameraAuthorized);
-    const QFont numberFont = scaled(font(), kMarkNumberSize, QFont::DemiBold);
+    const QFont numberFont = sized(font(), kMarkNumberSize, QFont::DemiBold);
     const qreal scale = devicePixelRatioF();
     for (std::size_t index = 0; index < models.size(); ++index) {
         const auto& model = models[index];

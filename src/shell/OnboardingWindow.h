@@ -51,8 +51,6 @@ public:
     /// Brings the window to the front and gives it the keyboard.
     void bringForward();
 
-    [[nodiscard]] bool cameraAuthorized() const { return m_cameraAuthorized; }
-
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;

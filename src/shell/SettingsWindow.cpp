@@ -34,7 +34,8 @@ SettingsTabViewController::SettingsTabViewController(std::vector<SettingsTab> ta
       m_toolbar(new QToolBar),
       m_tabActions(new QActionGroup(this)),
       m_panes(new QStackedWidget) {
-    // Labels under the symbols, the items in the middle, as preference windows have them.
+    // Labels under the symbols and the items in the middle: the look users know from preference
+    // windows.
     m_toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     m_toolbar->setIconSize({24, 24});
     m_toolbar->setMovable(false);
@@ -98,13 +99,6 @@ void SettingsTabViewController::selectTab(int index) {
 
 void SettingsTabViewController::setPaneMinimumSize(QSize size) {
     m_panes->setMinimumSize(size);
-}
-
-QWidget* SettingsTabViewController::content(int index) const {
-    if (index < 0 || index >= static_cast<int>(m_tabs.size()) || m_tabs[static_cast<std::size_t>(index)].makeContent) {
-        return nullptr;
-    }
-    return m_panes->widget(index);
 }
 
 SettingsWindow::SettingsWindow(std::vector<SettingsTab> tabs, const Localization& localization,

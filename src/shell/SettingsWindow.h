@@ -33,8 +33,6 @@ public:
     void selectTab(int index);
     [[nodiscard]] QToolBar* toolbar() const { return m_toolbar; }
     void setPaneMinimumSize(QSize size);
-    /// The pane at `index`; none until it has been shown.
-    [[nodiscard]] QWidget* content(int index) const;
 
 private:
     std::vector<SettingsTab> m_tabs;

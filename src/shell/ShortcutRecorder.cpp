@@ -85,7 +85,16 @@ protected:
                 QApplication::beep();
                 return true;
             }
-            return key->type != GlobalShortcuts::KeyEvent::keyDown || handle(RecorderEvent::keyDown(*key));
+            if (key->type != GlobalShortcuts::KeyEvent::keyDown) {
+                return true;
+            }
+            const bool swallowed = handle(RecorderEvent::keyDown(*key));
+            // A Tab passed on moves the focus on from the field, which the blur left with nobody.
+            if (!swallowed && m_field && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Tab) {
+                m_field->passFocusOn();
+                return true;
+            }
+            return swallowed;
         }
         case QEvent::MouseButtonRelease:
             return handleMouseUp(*static_cast<QMouseEvent*>(event));
@@ -130,7 +139,7 @@ void ShortcutRecorderField::Port::setRecording(bool recording) {
 }
 
 int ShortcutRecorderField::Port::runAlert(const RecorderAlert& alert) {
-    QMessageBox box(QMessageBox::Warning, QString::fromStdString(alert.title), {}, QMessageBox::NoButton,
+    QMessageBox box(QMessageBox::NoIcon, QString::fromStdString(alert.title), {}, QMessageBox::NoButton,
                     m_field.window());
     box.setWindowModality(Qt::WindowModal);
     if (alert.message) {
@@ -221,10 +230,16 @@ bool ShortcutRecorderField::event(QEvent* event) {
 
 void ShortcutRecorderField::focusInEvent(QFocusEvent* event) {
     QLineEdit::focusInEvent(event);
-    // From the keyboard it only takes the focus; Space or Return starts.
-    if (event->reason() != Qt::TabFocusReason && event->reason() != Qt::BacktabFocusReason) {
+    // From the keyboard it only takes the focus (Space or Return starts), and the focus that comes
+    // back with the window starts nothing by itself.
+    if (event->reason() == Qt::MouseFocusReason || event->reason() == Qt::OtherFocusReason) {
         m_controller->startRecording();
     }
+}
+
+void ShortcutRecorderField::passFocusOn() {
+    setFocus(Qt::TabFocusReason);
+    focusNextPrevChild(true);
 }
 
 void ShortcutRecorderField::focusOutEvent(QFocusEvent* event) {

@@ -52,7 +52,6 @@ public:
     ~ShortcutRecorderField() override;
 
     [[nodiscard]] bool isRecording() const { return m_controller->isRecording(); }
-    [[nodiscard]] QToolButton* clearButton() const { return m_clearButton; }
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
 
@@ -71,6 +70,8 @@ private:
 
     void refuseFocusForAMoment();
     void endRecordingUnlessFocusReturns();
+    /// Gives the focus to the next control, as Tab does.
+    void passFocusOn();
 
     ShortcutRecorderSources m_sources;
     QToolButton* m_clearButton;

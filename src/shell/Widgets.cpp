@@ -33,6 +33,8 @@ QPalette withTextColour(QPalette palette, const QColor& colour) {
 QLabel* label(const QString& text, const QFont& font, std::optional<QColor> colour) {
     auto* made = new QLabel(text);
     made->setFont(font);
+    // Names and messages are the user's or the system's, never markup.
+    made->setTextFormat(Qt::PlainText);
     made->setWordWrap(true);
     if (colour) {
         made->setPalette(withTextColour(made->palette(), *colour));

@@ -134,7 +134,6 @@ public:
     RecorderController& operator=(RecorderController&&) = delete;
     ~RecorderController();
 
-    [[nodiscard]] const Name& shortcutName() const { return m_name; }
     [[nodiscard]] bool isRecording() const { return m_isRecording; }
 
     /// The field has the keyboard now.

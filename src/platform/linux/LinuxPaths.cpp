@@ -51,7 +51,14 @@ std::filesystem::path instanceDirectory() {
 
 std::filesystem::path programPath() {
     std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error);
+    auto path = std::filesystem::read_symlink("/proc/self/exe", error).string();
+    // A program replaced on disk while it runs, as by an upgrade of its package, is named so; the
+    // new one stands at the same path.
+    constexpr std::string_view replaced = " (deleted)";
+    if (path.ends_with(replaced)) {
+        path.resize(path.size() - replaced.size());
+    }
+    return path;
 }
 
 std::filesystem::path resourceDirectory() {

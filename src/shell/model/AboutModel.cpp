@@ -28,7 +28,8 @@ bool isSchemeCharacter(char character) {
            character == '.';
 }
 
-// The legal notice page exists for Japan only; the site's own language needs no guess.
+// The legal notice page exists for Japan only. With no localisation to go by, the program is
+// taken to run in the site's own language, which is Japanese.
 bool showsLegalNotice(const std::vector<std::string>& preferredLocalizations) {
     return preferredLocalizations.empty() || preferredLocalizations.front().starts_with("ja");
 }
