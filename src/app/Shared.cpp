@@ -16,6 +16,8 @@
 #include <fmt/std.h>
 
 #include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
 
 #include <chrono>
 #include <future>
@@ -85,6 +87,10 @@ Shared::Shared()
       }),
       m_loginItemService(XdgAutostartLoginItemService::userAutostartDirectory(), linuxpaths::programPath()),
       m_loginItemManager([this] { return LoginItemManager::create(m_loginItemService, m_log); }) {
+    if (m_qtTexts.load(QLocale(QString::fromStdString(m_localization.preferredLocalizations().front())), "qtbase", "_",
+                       QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QCoreApplication::installTranslator(&m_qtTexts);
+    }
     m_statusItemController.emplace(StatusItemController::Collaborators{
         .cameraManager = m_cameraManager,
         .extensionInstaller = m_installer,

@@ -39,6 +39,7 @@
 #include "support/SharedInstance.h"
 
 #include <QSocketNotifier>
+#include <QTranslator>
 
 #include <memory>
 #include <optional>
@@ -92,6 +93,8 @@ private:
     SharedStore m_store{m_container};
     SerialQueue m_utilityQueue{"com.orsk.moritane.utility"};
     Localization m_localization;
+    /// Qt's own texts (the file dialog's among them) in the language the program speaks.
+    QTranslator m_qtTexts;
     /// The shortcut subsystem's own table.
     Localization m_shortcutLocalization;
     DeviceNodeCameraAuthorization m_cameraAuthorization;

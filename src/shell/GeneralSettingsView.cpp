@@ -118,11 +118,11 @@ GeneralSettingsView::GeneralSettingsView(Sources sources, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(scroll);
 
-    const auto redraw = [this](const auto& /*value*/) { scheduleUpdate(); };
+    const auto redraw = [this](const auto& /*value*/) { m_redraw.request(); };
     m_subscriptions.push_back(m_sources.loginItemManager.isEnabled.subscribe(redraw));
     m_subscriptions.push_back(m_sources.extensionInstaller.status.subscribe(redraw));
     m_subscriptions.push_back(m_sources.cameraPermission.status.subscribe(redraw));
-    render(makeGeneralPaneContent(state(), m_sources.localization));
+    m_redraw.now();
 }
 
 QString GeneralSettingsView::text(std::string_view key) const {
@@ -149,20 +149,6 @@ GeneralPaneState GeneralSettingsView::state() const {
         .isCameraPermissionDenied = m_sources.cameraPermission.isDenied(),
         .supportURL = Constants::websiteURL("support", m_sources.localization.preferredLocalizations()),
     };
-}
-
-void GeneralSettingsView::scheduleUpdate() {
-    // Subscribers hear of a value before it is stored: draw on a later turn, from the stored values.
-    if (std::exchange(m_updatePending, true)) {
-        return;
-    }
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_updatePending = false;
-            render(makeGeneralPaneContent(state(), m_sources.localization));
-        },
-        Qt::QueuedConnection);
 }
 
 void GeneralSettingsView::render(const GeneralPaneContent& content) {
@@ -220,6 +206,9 @@ void GeneralSettingsView::showEvent(QShowEvent* event) {
     m_sources.loginItemManager.refresh();
     m_sources.extensionInstaller.refreshStatus();
     QWidget::showEvent(event);
+    if (m_redraw.isPending()) {
+        m_redraw.now();
+    }
 }
 
 }  // namespace moritane

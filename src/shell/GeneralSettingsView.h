@@ -1,6 +1,7 @@
 #pragma once
 
 #include "extension/SystemExtensionInstaller.h"
+#include "shell/Widgets.h"
 #include "shell/model/GeneralPaneModel.h"
 #include "shell/model/LoginItemManager.h"
 #include "shortcuts/Shortcut.h"
@@ -48,7 +49,6 @@ protected:
 
 private:
     [[nodiscard]] GeneralPaneState state() const;
-    void scheduleUpdate();
     void render(const GeneralPaneContent& content);
     [[nodiscard]] QString text(std::string_view key) const;
     QWidget* addSection(QVBoxLayout* layout, GeneralSection section, QWidget* body);
@@ -62,7 +62,7 @@ private:
     std::optional<ExtensionFailureBlock> m_shownFailure;
     QPushButton* m_reinstall;
     QWidget* m_permissionSection = nullptr;
-    bool m_updatePending = false;
+    widgets::LaterRedraw m_redraw{*this, [this] { render(makeGeneralPaneContent(state(), m_sources.localization)); }};
     std::vector<Subscription> m_subscriptions;
 };
 

@@ -329,8 +329,8 @@ ImagesSettingsView::ImagesSettingsView(Sources sources, QWidget* parent)
     layout->addLayout(bar);
 
     m_subscription =
-        m_sources.imageManager.savedImages.subscribe([this](const auto& /*images*/) { scheduleRebuild(); });
-    rebuild();
+        m_sources.imageManager.savedImages.subscribe([this](const auto& /*images*/) { m_redraw.request(); });
+    m_redraw.now();
 }
 
 QString ImagesSettingsView::text(const char* key) const {
@@ -338,29 +338,10 @@ QString ImagesSettingsView::text(const char* key) const {
 }
 
 QIcon ImagesSettingsView::symbol(const std::string& name, const QColor& colour, int side) const {
-    return QIcon(symbols::pixmap(m_sources.iconDirectory, name, side, colour, devicePixelRatioF()));
-}
-
-void ImagesSettingsView::scheduleRebuild() {
-    // Subscribers hear of a value before it is stored, and a row's own button may be what changed
-    // it: build on a later turn, from the stored values, and never under the clicked button.
-    if (m_rebuildPending) {
-        return;
-    }
-    m_rebuildPending = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            // A pane out of sight waits for its next showing.
-            if (m_rebuildPending && isVisible()) {
-                rebuild();
-            }
-        },
-        Qt::QueuedConnection);
+    return {symbols::pixmap(m_sources.iconDirectory, name, side, colour, devicePixelRatioF())};
 }
 
 void ImagesSettingsView::rebuild() {
-    m_rebuildPending = false;
     const auto& images = m_sources.imageManager.savedImages.value();
     forgetMissingRows(m_editedNames, images);
     const auto content = makeImagesPaneContent({images, m_sources.store.imagesDirectoryURL(), m_editedNames});
@@ -515,12 +496,12 @@ void ImagesSettingsView::start(const Uuid& id) {
     }
     startEditing(m_editedNames, *image);
     m_focusNameOf = id;
-    scheduleRebuild();
+    m_redraw.request();
 }
 
 void ImagesSettingsView::commit(const Uuid& id) {
     commitEditing(m_editedNames, id, m_sources.imageManager);
-    scheduleRebuild();
+    m_redraw.request();
 }
 
 void ImagesSettingsView::addImage() {
@@ -536,8 +517,8 @@ void ImagesSettingsView::addImage() {
 
 void ImagesSettingsView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    if (m_rebuildPending) {
-        rebuild();
+    if (m_redraw.isPending()) {
+        m_redraw.now();
     }
 }
 

@@ -3,6 +3,7 @@
 #include "camera/SharedStore.h"
 #include "frames/ImageDecoder.h"
 #include "library/ImageManager.h"
+#include "shell/Widgets.h"
 #include "shell/model/ImagesPaneModel.h"
 #include "support/Localization.h"
 #include "support/Log.h"
@@ -49,7 +50,6 @@ private:
     /// A control of a row, by what it does, for keeping the focus across redraws.
     enum class Control { name, rename, remove, save };
 
-    void scheduleRebuild();
     void rebuild();
     QWidget* makeRow(const ImageRowModel& row);
     void restoreFocus(const std::optional<Uuid>& row, std::optional<Control> control);
@@ -68,7 +68,7 @@ private:
     QWidget* m_emptyState;
     ImageList* m_list;
     QPushButton* m_addButton;
-    bool m_rebuildPending = false;
+    widgets::LaterRedraw m_redraw{*this, [this] { rebuild(); }};
     Subscription m_subscription;
 };
 

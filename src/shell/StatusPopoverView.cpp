@@ -37,17 +37,6 @@ QVBoxLayout* stack(QWidget* owner, int spacing) {
     return layout;
 }
 
-QWidget* divider() {
-    auto* line = new QFrame;
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Plain);
-    line->setFixedHeight(1);
-    auto palette = line->palette();
-    palette.setColor(QPalette::WindowText, palette.color(QPalette::Mid));
-    line->setPalette(palette);
-    return line;
-}
-
 QLabel* caption(const std::string& text, const QColor& colour) {
     auto* label = new QLabel(qt(text));
     label->setWordWrap(true);
@@ -110,7 +99,7 @@ StatusPopoverView::StatusPopoverView(Sources sources, Inputs inputs, QWidget* pa
     m_layout->setSpacing(kStackSpacing);
     m_layout->addWidget(m_preview);
 
-    const auto redraw = [this](const auto& /*value*/) { scheduleRebuild(); };
+    const auto redraw = [this](const auto& /*value*/) { m_redraw.request(); };
     auto& camera = m_sources.cameraManager;
     m_subscriptions.push_back(camera.currentMode.subscribe(redraw));
     m_subscriptions.push_back(camera.selectedImageId.subscribe(redraw));
@@ -122,7 +111,7 @@ StatusPopoverView::StatusPopoverView(Sources sources, Inputs inputs, QWidget* pa
     // Frames come up to 30 a second: they repaint the preview alone.
     m_subscriptions.push_back(m_sources.preview.currentFrame.subscribe(
         [this](const std::optional<Frame>& frame) { m_preview->setFrame(frame); }));
-    rebuild();
+    m_redraw.now();
 }
 
 PopoverState StatusPopoverView::state() const {
@@ -141,26 +130,7 @@ PopoverState StatusPopoverView::state() const {
     return state;
 }
 
-void StatusPopoverView::scheduleRebuild() {
-    // Subscribers hear of a value before it is stored, and a row's own click may be what changed
-    // it: build on a later turn, from the stored values, and never under the clicked row.
-    if (m_rebuildPending) {
-        return;
-    }
-    m_rebuildPending = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            // A closed popover waits, unseen, until the next opening drops it: no work for it.
-            if (m_rebuildPending && isVisible()) {
-                rebuild();
-            }
-        },
-        Qt::QueuedConnection);
-}
-
 void StatusPopoverView::rebuild() {
-    m_rebuildPending = false;
     const auto focused = std::find(m_rows.begin(), m_rows.end(), QApplication::focusWidget());
     const auto focusIndex = focused == m_rows.end() ? -1 : focused - m_rows.begin();
 
@@ -200,7 +170,7 @@ QWidget* StatusPopoverView::makeBody(const PopoverContent& content) {
         case PopoverItem::preview:
             break;
         case PopoverItem::divider:
-            layout->addWidget(divider());
+            layout->addWidget(widgets::divider());
             break;
         case PopoverItem::permissionBlock: {
             auto* into = block(kCaptionedSpacing);
@@ -304,8 +274,8 @@ void StatusPopoverView::perform(const PopoverRowModel& row) {
 
 void StatusPopoverView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    if (m_rebuildPending) {
-        rebuild();
+    if (m_redraw.isPending()) {
+        m_redraw.now();
     }
 }
 

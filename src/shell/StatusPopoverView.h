@@ -5,6 +5,7 @@
 #include "extension/SystemExtensionInstaller.h"
 #include "frames/ImageDecoder.h"
 #include "library/ImageManager.h"
+#include "shell/Widgets.h"
 #include "shell/model/StatusPopoverModel.h"
 #include "sources/CameraDeviceManager.h"
 #include "sources/CameraPermission.h"
@@ -62,7 +63,6 @@ protected:
 
 private:
     [[nodiscard]] PopoverState state() const;
-    void scheduleRebuild();
     void rebuild();
     QWidget* makeBody(const PopoverContent& content);
     PopoverRow* makeRow(const PopoverRowModel& model);
@@ -76,7 +76,7 @@ private:
     QWidget* m_body = nullptr;
     /// In tab order, for keeping the keyboard focus across rebuilds.
     std::vector<PopoverRow*> m_rows;
-    bool m_rebuildPending = false;
+    widgets::LaterRedraw m_redraw{*this, [this] { rebuild(); }};
     std::vector<Subscription> m_subscriptions;
 };
 

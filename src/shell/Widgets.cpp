@@ -2,7 +2,10 @@
 
 #include <QFrame>
 #include <QKeyEvent>
+#include <QMetaObject>
 #include <QPainter>
+
+#include <utility>
 
 namespace moritane::widgets {
 
@@ -51,6 +54,25 @@ QWidget* divider() {
     palette.setColor(QPalette::WindowText, palette.color(QPalette::Mid));
     line->setPalette(palette);
     return line;
+}
+
+void LaterRedraw::request() {
+    if (std::exchange(m_pending, true)) {
+        return;
+    }
+    QMetaObject::invokeMethod(
+        &m_view,
+        [this] {
+            if (m_pending && m_view.isVisible()) {
+                now();
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+void LaterRedraw::now() {
+    m_pending = false;
+    m_redraw();
 }
 
 LinkButton::LinkButton(const QString& title, QIcon symbol) : m_symbol(std::move(symbol)) {
