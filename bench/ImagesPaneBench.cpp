@@ -55,12 +55,3 @@ BENCHMARK(redraw)->Arg(0)->Arg(50)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace moritane
-
-int main(int argc, char* argv[]) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
