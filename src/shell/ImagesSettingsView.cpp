@@ -4,6 +4,7 @@
 #include "shell/Symbols.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QDropEvent>
 #include <QFile>
 #include <QFileDialog>
@@ -22,6 +23,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QStackedWidget>
+#include <QStandardPaths>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QtMath>
@@ -237,6 +239,9 @@ public:
         setOption(QFileDialog::DontUseNativeDialog);
         setFileMode(QFileDialog::ExistingFile);
         setModal(true);
+        // Where people keep their pictures, rather than wherever the program was started from.
+        const QDir pictures(QStandardPaths::writableLocation(QStandardPaths::PicturesLocation));
+        setDirectory(pictures.exists() ? pictures : QDir::home());
         QStringList types;
         for (const auto& type : QImageReader::supportedMimeTypes()) {
             types.append(QString::fromLatin1(type));
