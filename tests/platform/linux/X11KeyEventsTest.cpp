@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QInputDevice>
 #include <QKeyEvent>
 
 namespace moritane {
@@ -16,6 +17,8 @@ TEST(X11KeyEventsTest, KeysAndModifiersComeAsTheMacKeyboardWouldGiveThem) {
         quint32 nativeModifiers;
         std::optional<std::array<std::int64_t, 3>> expected;  // type, key code, flags
     };
+    // An event's own keyboard: the shared one would be made, and kept, for want of an application.
+    const QInputDevice keyboard(QStringLiteral("keyboard"), 1, QInputDevice::DeviceType::Keyboard);
     for (const auto& [type, modifiers, x11KeyCode, nativeModifiers, expected] : std::vector<Case>{
              {Type::KeyPress, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier, 14, 0x4C, {{10, 23, 0x1C0000}}},
              {Type::KeyRelease, Qt::ShiftModifier, 38, 0x3, {{11, 0, 0x30000}}},    // with caps lock
@@ -25,8 +28,8 @@ TEST(X11KeyEventsTest, KeysAndModifiersComeAsTheMacKeyboardWouldGiveThem) {
              {Type::KeyPress, Qt::KeypadModifier, 87, 0x10, {{10, 83, 0x200000}}},  // keypad 1
              {Type::KeyPress, Qt::NoModifier, 255, 0, std::nullopt},
          }) {
-        const auto converted =
-            x11keyevents::fromQKeyEvent(QKeyEvent(type, 0, modifiers, x11KeyCode, 0, nativeModifiers));
+        const auto converted = x11keyevents::fromQKeyEvent(
+            QKeyEvent(type, 0, modifiers, x11KeyCode, 0, nativeModifiers, {}, false, 1, &keyboard));
         const auto actual =
             converted ? std::optional(std::array{converted->type, converted->keyCode, converted->modifierFlags})
                       : std::nullopt;
