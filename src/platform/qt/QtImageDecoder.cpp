@@ -110,11 +110,13 @@ std::optional<Frame> read(std::span<const std::uint8_t> bytes, std::optional<int
     }
     // Premultiplied, since the fit draws the image onto black.
     image.convertTo(QImage::Format_ARGB32_Premultiplied);
-    if (scales && !readerScales) {
-        // Upright by now, so a turned image's sides are swapped.
-        const bool turned = image.size() != stored;
-        image = image.scaled(turned ? covering.height : covering.width, turned ? covering.width : covering.height,
-                             Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (coveringSide && !readerScales) {
+        // From what was decoded, which need not be the size the file announced (a GIF's screen
+        // is not its picture), and upright by now.
+        const auto fit = ImageDecoder::coveringSize(image.width(), image.height(), *coveringSide);
+        if (fit.width != image.width() || fit.height != image.height()) {
+            image = image.scaled(fit.width, fit.height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        }
     }
     if (image.isNull()) {
         return std::nullopt;
