@@ -1,5 +1,6 @@
 #include "shell/AboutSettingsView.h"
 
+#include "shell/Symbols.h"
 #include "shell/Widgets.h"
 #include "shell/model/AboutModel.h"
 
@@ -31,11 +32,6 @@ constexpr double kFootnoteScale = 0.85;
 
 QString qt(const std::string& text) {
     return QString::fromStdString(text);
-}
-
-QIcon icon(const std::filesystem::path& directory, const char* symbol) {
-    const auto file = QString::fromStdString((directory / (std::string(symbol) + ".svg")).string());
-    return QIcon(file);
 }
 
 QVBoxLayout* stack(QWidget* owner, int spacing) {
@@ -75,7 +71,7 @@ AboutSettingsView::AboutSettingsView(Sources sources, QWidget* parent)
     auto* layout = stack(page, kStackSpacing);
     layout->setContentsMargins(kPadding, kPadding, kPadding, kPadding);
 
-    auto* header = new Header(icon(m_iconDirectory, "moritane"));
+    auto* header = new Header(QIcon(symbols::file(m_iconDirectory, "moritane")));
     auto* headerRow = new QHBoxLayout(header);
     headerRow->setContentsMargins(kIconSide + kHeaderSpacing, 0, 0, 0);
     auto* texts = new QVBoxLayout;
@@ -131,8 +127,8 @@ AboutSettingsView::AboutSettingsView(Sources sources, QWidget* parent)
 
 QWidget* AboutSettingsView::makeLink(const std::string& title, const std::string& url, const QString& hint,
                                      bool withSymbol) {
-    auto* link =
-        new widgets::LinkButton(qt(title), withSymbol ? icon(m_iconDirectory, "arrow.up.forward.square") : QIcon());
+    auto* link = new widgets::LinkButton(
+        qt(title), withSymbol ? QIcon(symbols::file(m_iconDirectory, "arrow.up.forward.square")) : QIcon());
     link->setAccessibleDescription(hint);
     link->setToolTip(qt(url));
     connect(link, &QAbstractButton::clicked, this, [this, url] { m_workspace.openURL(url); });

@@ -1,5 +1,7 @@
 #include "shell/StatusItemController.h"
 
+#include "shell/Symbols.h"
+
 #include "shell/model/StatusIcon.h"
 
 #include <fmt/format.h>
@@ -64,8 +66,7 @@ void StatusItemController::updateStatusIcon(Constants::CameraMode mode) {
         return;
     }
     const auto icon = statusIcon(mode);
-    const auto file =
-        QString::fromStdString((m_collaborators.iconDirectory / (std::string(icon.symbol) + ".svg")).string());
+    const auto file = symbols::file(m_collaborators.iconDirectory, icon.symbol);
     QIcon image;
     if (QFile::exists(file)) {
         image = QIcon(file);

@@ -9,14 +9,18 @@
 
 namespace moritane::symbols {
 
+QString file(const std::filesystem::path& iconDirectory, std::string_view name) {
+    return QString::fromStdString((iconDirectory / (std::string(name) + ".svg")).string());
+}
+
 QPixmap pixmap(const std::filesystem::path& iconDirectory, std::string_view name, int side, const QColor& color,
                qreal scale) {
-    const auto file = QString::fromStdString((iconDirectory / (std::string(name) + ".svg")).string());
-    if (!QFile::exists(file)) {
+    const auto path = file(iconDirectory, name);
+    if (!QFile::exists(path)) {
         return {};
     }
     const int pixels = static_cast<int>(std::ceil(side * scale));
-    QPixmap painted = QIcon(file).pixmap(pixels, pixels);
+    QPixmap painted = QIcon(path).pixmap(pixels, pixels);
     if (painted.isNull()) {
         return {};
     }
