@@ -2,6 +2,8 @@
 
 #include "support/Files.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace moritane {
@@ -37,10 +39,11 @@ std::optional<std::chrono::nanoseconds> SharedStateReader::heartbeatAge(TimePoin
 SharedStateReader::Output SharedStateReader::output() const {
     const auto current = state();
     if (!current) {
-        return Output{};
+        return Output{Constants::CameraMode::off, std::nullopt, std::nullopt,
+                      fmt::format("cannot read {}: {}", Constants::stateFileName, current.error().description)};
     }
     const auto& value = current.value();
-    Output output{value.mode, std::nullopt, std::nullopt};
+    Output output{value.mode, std::nullopt, std::nullopt, std::nullopt};
     switch (value.mode) {
     case Constants::CameraMode::off:
         break;
@@ -48,18 +51,32 @@ SharedStateReader::Output SharedStateReader::output() const {
         output.cameraId = value.selectedCameraId;
         break;
     case Constants::CameraMode::image:
-        if (const auto index = images(); index && value.selectedImageId) {
-            const auto& entries = index.value();
-            const auto entry = std::find_if(entries.begin(), entries.end(), [&](const SavedImage& image) {
-                return image.id == *value.selectedImageId;
-            });
-            if (entry != entries.end()) {
-                output.imageFile = imageFileURL(m_directory / Constants::imagesFolderName, *entry);
-            }
-        }
+        output.problem = imageFile(value.selectedImageId, output.imageFile);
         break;
     }
     return output;
+}
+
+std::optional<std::string> SharedStateReader::imageFile(const std::optional<Uuid>& id,
+                                                        std::optional<std::filesystem::path>& file) const {
+    if (!id) {
+        return "the state names no image";
+    }
+    const auto index = images();
+    if (!index) {
+        return fmt::format("cannot read {}: {}", Constants::imagesIndexFileName, index.error().description);
+    }
+    const auto& entries = index.value();
+    const auto entry =
+        std::find_if(entries.begin(), entries.end(), [&](const SavedImage& image) { return image.id == *id; });
+    if (entry == entries.end()) {
+        return fmt::format("image {} is not in {}", id->uuidString(), Constants::imagesIndexFileName);
+    }
+    file = imageFileURL(m_directory / Constants::imagesFolderName, *entry);
+    if (!file) {
+        return fmt::format("image {} has no usable file name", id->uuidString());
+    }
+    return std::nullopt;
 }
 
 }  // namespace moritane

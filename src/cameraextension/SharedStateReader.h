@@ -25,6 +25,8 @@ public:
         std::optional<std::string> cameraId;
         /// Image mode: the file of the selected entry; none when the index does not name it.
         std::optional<std::filesystem::path> imageFile;
+        /// Why the output is black against the state's wish, for the log; none when it is not.
+        std::optional<std::string> problem;
 
         friend bool operator==(const Output&, const Output&) = default;
     };
@@ -44,6 +46,10 @@ public:
     [[nodiscard]] Output output() const;
 
 private:
+    /// Finds the file of image `id` through the index; why not, when it cannot.
+    std::optional<std::string> imageFile(const std::optional<Uuid>& id,
+                                         std::optional<std::filesystem::path>& file) const;
+
     std::filesystem::path m_directory;
 };
 

@@ -28,18 +28,22 @@ protected:
 };
 
 TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWritesAndShowsBlackForAnUnreadableState) {
-    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt}));
+    EXPECT_EQ(extension.output(),
+              (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt, std::nullopt}));
     manager->switchToCamera();
-    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::camera, std::nullopt, std::nullopt}));
+    EXPECT_EQ(extension.output(),
+              (SharedStateReader::Output{CameraMode::camera, std::nullopt, std::nullopt, std::nullopt}));
     manager->selectedCameraId = std::string("usb-1");
     manager->writeState();
     EXPECT_EQ(extension.output().cameraId, "usb-1");
     manager->turnOff();
-    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt}));
+    EXPECT_EQ(extension.output(),
+              (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt, std::nullopt}));
     manager->switchToCamera();
     testing::writeFile(root / "state.json", R"({"mode":"camera")");
     EXPECT_FALSE(extension.state());
-    EXPECT_EQ(extension.output(), SharedStateReader::Output{});  // unreadable: black
+    EXPECT_EQ(extension.output().mode, CameraMode::off);  // unreadable: black, and why
+    EXPECT_TRUE(extension.output().problem->starts_with("cannot read state.json: ")) << *extension.output().problem;
 }
 
 TEST_F(SharedStateReaderTest, ResolvesTheShownImageThroughTheIndex) {
@@ -50,7 +54,8 @@ TEST_F(SharedStateReaderTest, ResolvesTheShownImageThroughTheIndex) {
     manager->selectImage(shown);
     EXPECT_EQ(extension.output().imageFile, root / "Images" / "Y_b.png");
     manager->selectImage(Uuid::random());  // not in the index
-    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::image, std::nullopt, std::nullopt}));
+    EXPECT_EQ(extension.output().imageFile, std::nullopt);
+    EXPECT_TRUE(extension.output().problem->ends_with(" is not in images.json"));
     EXPECT_EQ(extension.images().value().size(), 2U);
 }
 
