@@ -222,6 +222,13 @@ void PipeWireCameraSink::connect() {
                                         PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE, "Camera",
                                         PW_KEY_MEDIA_NAME, "Moritane", PW_KEY_NODE_NAME, "moritane-camera",
                                         PW_KEY_NODE_DESCRIPTION, "Moritane", PW_KEY_NODE_NICK, "Moritane", nullptr));
+    if (m_connection->stream == nullptr) {
+        m_log.write(fmt::format("PipeWireCameraSink: cannot make the camera's stream ({}); trying again every {} s",
+                                describe(-errno), kRetryInterval.count()));
+        dropConnection();
+        scheduleRetry();
+        return;
+    }
     pw_stream_add_listener(m_connection->stream, &m_connection->streamListener, &kStreamEvents, this);
 
     std::array<std::uint8_t, 4096> storage{};
@@ -265,9 +272,9 @@ void PipeWireCameraSink::dropConnection() {
         return;
     }
     // Unhooked first: tearing down reports states that no longer mean anything.
-    spa_hook_remove(&m_connection->streamListener);
     spa_hook_remove(&m_connection->coreListener);
     if (m_connection->stream != nullptr) {
+        spa_hook_remove(&m_connection->streamListener);
         pw_stream_destroy(m_connection->stream);
     }
     pw_core_disconnect(m_connection->core);
