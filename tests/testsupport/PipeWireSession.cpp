@@ -127,17 +127,22 @@ std::optional<nlohmann::json> PipeWireSession::waitForNode(const std::string& de
 }
 
 std::vector<std::string> PipeWireSession::captureCommand(const std::string& target, const std::string& caps, int frames,
-                                                         const std::filesystem::path& file) {
-    return {"gst-launch-1.0",
-            "-q",
-            "pipewiresrc",
-            "target-object=" + target,
-            "num-buffers=" + std::to_string(frames),
-            "!",
-            caps,
-            "!",
-            "filesink",
-            "location=" + file.string()};
+                                                         const std::filesystem::path& file) const {
+    std::vector<std::string> command{"env", "-i"};
+    const auto variables = environment();
+    command.insert(command.end(), variables.begin(), variables.end());
+    const std::vector<std::string> consumer{"gst-launch-1.0",
+                                            "-q",
+                                            "pipewiresrc",
+                                            "target-object=" + target,
+                                            "num-buffers=" + std::to_string(frames),
+                                            "!",
+                                            caps,
+                                            "!",
+                                            "filesink",
+                                            "location=" + file.string()};
+    command.insert(command.end(), consumer.begin(), consumer.end());
+    return command;
 }
 
 }  // namespace moritane::testing

@@ -46,12 +46,12 @@ public:
     [[nodiscard]] std::optional<nlohmann::json> waitForNode(
         const std::string& description, std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
 
-    /// A consumer as a program: GStreamer's pipewiresrc takes `frames` buffers of `caps` (e.g.
-    /// "video/x-raw,format=YUY2,width=1280,height=720") from the node `target` (its name or
-    /// "object.serial") and writes their bytes, as they come, one after another into `file`. Run it
-    /// with environment(), e.g. runToEnd(session.captureCommand(...), session.environment()).
-    [[nodiscard]] static std::vector<std::string> captureCommand(const std::string& target, const std::string& caps,
-                                                                 int frames, const std::filesystem::path& file);
+    /// A consumer as a program in this session: GStreamer's pipewiresrc takes `frames` buffers of
+    /// `caps` (e.g. "video/x-raw,format=YUY2,width=1280,height=720") from the node `target` (its
+    /// name or "object.serial") and writes their bytes, as they come, one after another into
+    /// `file`; e.g. runToEnd(session.captureCommand(...), {}). It sets its own environment.
+    [[nodiscard]] std::vector<std::string> captureCommand(const std::string& target, const std::string& caps,
+                                                          int frames, const std::filesystem::path& file) const;
 
     /// How long the last start of PipeWire and WirePlumber took until both were usable.
     [[nodiscard]] std::chrono::milliseconds startDuration() const { return m_startDuration; }
