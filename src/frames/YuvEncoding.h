@@ -18,8 +18,10 @@ struct MutablePlane {
 };
 
 // Each encoder writes the whole of `frame` (opaque BGRA) into planes sized for it and returns
-// false, writing nothing, when a plane is too short for its rows or a stride shorter than a row.
-// Chroma is the average of each pair (YUY2) or 2 x 2 block (I420, NV12); odd sizes round up.
+// false, writing nothing, when a plane is too short for its rows, a stride shorter than a row or
+// the frame empty.
+// Chroma is the average of each pair (YUY2) or 2 x 2 block (I420, NV12); odd sizes round up, and
+// the lone last pixel of a YUY2 row gives its luma twice.
 
 /// Packed Y0 U Y1 V: V4L2's YUYV, PipeWire's YUY2.
 bool toYuy2(const Frame& frame, YuvMatrix matrix, MutablePlane yuyv);

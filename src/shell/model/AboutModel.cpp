@@ -47,6 +47,8 @@ const std::vector<AboutContent::Dependency>& shippedDependencies() {
          "https://github.com/libjpeg-turbo/libjpeg-turbo/blob/main/LICENSE.md"},
         {"libv4l", "The v4l-utils authors", "LGPL-2.1-or-later",
          "https://git.linuxtv.org/v4l-utils.git/tree/COPYING.libv4l"},
+        {"PipeWire", "The PipeWire project", "MIT",
+         "https://gitlab.freedesktop.org/pipewire/pipewire/-/blob/master/COPYING"},
         {"libxcb", "Bart Massey, Jamey Sharp, Josh Triplett", "X11",
          "https://gitlab.freedesktop.org/xorg/lib/libxcb/-/blob/master/COPYING"},
         {"libxkbcommon", "The xkbcommon authors", "MIT",
