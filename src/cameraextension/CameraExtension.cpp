@@ -207,7 +207,8 @@ void CameraExtension::decodeImage(const std::filesystem::path& file) {
     // The picture shown before stays until the new one is ready, rather than a flash of black.
     m_imageQueue->async([weak = weak_from_this(), generation, file, decoder = &m_dependencies.imageDecoder,
                          mainQueue = &m_dependencies.mainQueue] {
-        auto image = decoder->decode(file);
+        // Decoded no larger than the fit needs: a photo's JPEG at a fraction of the cost.
+        auto image = decoder->decodeCovering(file, FrameSink::frameHeight);
         std::optional<Frame> picture;
         if (image) {
             picture = fitted(*image);
@@ -241,8 +242,8 @@ void CameraExtension::checkHeartbeat() {
     m_applicationRunning = running;
     // Nothing changes but the log: a quit or crashed application must not black out a call.
     m_dependencies.log.write(running ? std::string("CameraExtension: the application is running")
-                                     : fmt::format("CameraExtension: the application has not been seen for more than "
-                                                   "{} s; going on with its last state",
+                                     : fmt::format("CameraExtension: the application is not running (no heartbeat for "
+                                                   "{} s); going on with its last state",
                                                    heartbeatTimeout.count()));
 }
 

@@ -87,12 +87,17 @@ const std::string& ChildProcess::readToEnd(std::chrono::milliseconds limit) {
 }
 
 bool ChildProcess::stop() {
+    const int status = end(SIGTERM);
+    return status != -1 && WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM;
+}
+
+int ChildProcess::end(int signal) {
     int status = 0;
-    if (m_pid <= 0 || ::kill(m_pid, SIGTERM) != 0 || ::waitpid(m_pid, &status, 0) != m_pid) {
-        return false;
+    if (m_pid <= 0 || ::kill(m_pid, signal) != 0 || ::waitpid(m_pid, &status, 0) != m_pid) {
+        return -1;
     }
     m_pid = -1;
-    return WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM;
+    return status;
 }
 
 bool runToEnd(std::vector<std::string> command, std::vector<std::string> environment) {

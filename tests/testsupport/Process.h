@@ -30,6 +30,8 @@ public:
 
     /// Ends the program as the system would; true when it ended by that signal.
     bool stop();
+    /// Sends `signal` and waits for the program to end; its wait status, or -1.
+    int end(int signal);
 
 private:
     /// Appends what the pipe gives next; false when it closed or nothing came before `deadline`.

@@ -31,16 +31,25 @@ std::optional<std::filesystem::path> XdgAppGroupContainer::dataHome() const {
     return std::nullopt;
 }
 
-std::optional<std::filesystem::path> XdgAppGroupContainer::containerURL(std::string_view groupIdentifier) const {
+std::optional<std::filesystem::path> XdgAppGroupContainer::containerPath(std::string_view groupIdentifier) const {
     const auto base = dataHome();
     if (!base) {
+        return std::nullopt;
+    }
+    return *base / groupIdentifier;
+}
+
+std::optional<std::filesystem::path> XdgAppGroupContainer::containerURL(std::string_view groupIdentifier) const {
+    auto path = containerPath(groupIdentifier);
+    if (!path) {
         tellFallback("neither XDG_DATA_HOME nor HOME names a directory");
         return std::nullopt;
     }
-    auto container = *base / groupIdentifier;
+    auto container = std::move(*path);
+    const auto base = container.parent_path();
     std::error_code error;
     if (!std::filesystem::is_directory(container, error)) {
-        files::createDirectories(*base);
+        files::createDirectories(base);
         const int made = ::mkdir(container.c_str(), 0700) == 0 ? 0 : errno;
         if (!std::filesystem::is_directory(container, error)) {
             tellFallback(fmt::format("cannot make {}: {}", container,

@@ -28,6 +28,10 @@ public:
     [[nodiscard]] std::optional<std::filesystem::path> containerURL(std::string_view groupIdentifier) const override;
     [[nodiscard]] std::filesystem::path fixedSharedDirectory() const override;
 
+    /// Where the container of `groupIdentifier` is or would be, made or not: for a reader that
+    /// must not make it. None when the environment names no data home.
+    [[nodiscard]] std::optional<std::filesystem::path> containerPath(std::string_view groupIdentifier) const;
+
 private:
     [[nodiscard]] std::optional<std::filesystem::path> dataHome() const;
     void tellFallback(std::string_view reason) const;

@@ -1,0 +1,134 @@
+#include "frames/PixelFormats.h"
+#include "support/Files.h"
+#include "testsupport/PipeWireSession.h"
+#include "testsupport/Process.h"
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <optional>
+
+namespace moritane {
+namespace {
+
+using namespace std::chrono_literals;
+using Pixel = std::array<std::uint8_t, 4>;
+
+constexpr std::string_view imageId = "6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8";
+
+/// The real moritane-camera on a private PipeWire, read back as a conferencing program would.
+class CameraExtensionProgramTest : public ::testing::Test {
+protected:
+    void SetUp() override { std::filesystem::create_directories(shared / "Images"); }
+
+    [[nodiscard]] std::unique_ptr<testing::ChildProcess> start() const {
+        auto environment = session.environment();
+        environment.push_back("XDG_DATA_HOME=" + data.path().string());
+        return std::make_unique<testing::ChildProcess>(std::vector<std::string>{MORITANE_CAMERA}, environment, 2);
+    }
+    void writeState(const std::string& json) const {
+        ASSERT_EQ(files::writeFileAtomically(shared / "state.json", json), std::nullopt);
+    }
+    /// A picture of one colour, as a library image, shown.
+    void showImage(std::uint8_t red, std::uint8_t green, std::uint8_t blue) const {
+        std::string ppm = "P6 64 48 255\n";
+        for (int pixel = 0; pixel < 64 * 48; ++pixel) {
+            ppm += {static_cast<char>(red), static_cast<char>(green), static_cast<char>(blue)};
+        }
+        testing::writeFile(shared / "Images/A.ppm", ppm);
+        testing::writeFile(shared / "images.json",
+                           R"([{"id":")" + std::string(imageId) + R"(","name":"A","fileName":"A.ppm"}])");
+        writeState(R"({"mode":"image","selectedImageId":")" + std::string(imageId) + R"("})");
+    }
+    /// The last of a few frames a consumer takes, in the SD format.
+    [[nodiscard]] std::optional<Frame> frame() const {
+        const auto file = data / "frames";
+        std::filesystem::remove(file);
+        if (!testing::runToEnd(
+                session.captureCommand("moritane-camera", "video/x-raw,format=I420,width=640,height=480", 3, file),
+                {})) {
+            return std::nullopt;
+        }
+        const auto bytes = testing::readFile(file);
+        constexpr std::size_t size = 640 * 480 * 3 / 2;
+        if (bytes.size() < size) {
+            return std::nullopt;
+        }
+        const auto* last = reinterpret_cast<const std::uint8_t*>(bytes.data()) + bytes.size() - size;
+        return pixels::fromI420({{last, 640 * 480}, 640}, {{last + 640 * 480, 320 * 240}, 320},
+                                {{last + 640 * 480 * 5 / 4, 320 * 240}, 320}, 640, 480);
+    }
+    /// Whether the centre of the next frames is `colour`, allowing for YUV's rounding; the centre
+    /// seen last is kept for the failure's message.
+    [[nodiscard]] bool centreIs(Pixel colour) {
+        const auto picture = frame();
+        if (!picture) {
+            return false;
+        }
+        lastCentre = picture->pixel(320, 240);
+        return std::equal(colour.begin(), colour.end() - 1, lastCentre.begin(),
+                          [](int wanted, int seen) { return std::abs(wanted - seen) <= 12; });
+    }
+    /// Asks again until `condition` holds, at most for `limit`; each question takes a while.
+    [[nodiscard]] std::string describe() const {
+        return "\nlast centre B G R: " + std::to_string(lastCentre[0]) + " " + std::to_string(lastCentre[1]) + " " +
+               std::to_string(lastCentre[2]);
+    }
+    template <typename Condition>
+    static bool eventually(Condition condition, std::chrono::seconds limit = 10s) {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    testing::PipeWireSession session;
+    Pixel lastCentre{};
+    testing::TemporaryDirectory data;
+    std::filesystem::path shared = data / "K7P3W9XQ2T.org.quelbrand.moritane";
+};
+
+TEST_F(CameraExtensionProgramTest, ShowsBlackTheLibraryImageAndBlackAgainForAnImageThatIsGone) {
+    writeState(R"({"mode":"off"})");
+    const auto camera = start();
+    const auto node = session.waitForNode("Moritane");
+    ASSERT_TRUE(node) << camera->output() << describe();
+    EXPECT_EQ(node->value("media.class", ""), "Video/Source");
+    EXPECT_EQ(node->value("media.role", ""), "Camera");
+    EXPECT_TRUE(centreIs({0, 0, 0, 255})) << camera->output() << describe();
+
+    showImage(40, 200, 90);
+    EXPECT_TRUE(eventually([&] { return centreIs({90, 200, 40, 255}); })) << camera->output() << describe();
+
+    std::filesystem::remove(shared / "Images/A.ppm");
+    EXPECT_TRUE(eventually([&] { return centreIs({0, 0, 0, 255}); })) << camera->output() << describe();
+    EXPECT_TRUE(camera->waitFor("cannot decode")) << camera->output() << describe();
+}
+
+TEST_F(CameraExtensionProgramTest, StartsWithoutItsDirectoryComesBackAfterAKillAndEndsCleanlyOnSigterm) {
+    std::filesystem::remove_all(shared);
+    auto camera = start();
+    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output() << describe();
+    EXPECT_TRUE(camera->waitFor("no shared directory"));
+
+    camera->end(SIGKILL);
+    ASSERT_TRUE(eventually([&] { return !session.findNode("Moritane"); }));
+    std::filesystem::create_directories(shared / "Images");
+    showImage(200, 30, 30);
+    camera = start();
+    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output() << describe();
+    EXPECT_TRUE(eventually([&] { return centreIs({30, 30, 200, 255}); })) << camera->output() << describe();
+
+    const int status = camera->end(SIGTERM);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+}  // namespace
+}  // namespace moritane
