@@ -6,8 +6,8 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace moritane::pixels {
@@ -15,17 +15,6 @@ namespace {
 
 using Bgra = std::array<std::uint8_t, 4>;
 using Bytes = std::vector<std::uint8_t>;
-
-Frame drawn(int width, int height, const std::function<Bgra(int, int)>& colourAt) {
-    Canvas canvas(width, height);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const Bgra c = colourAt(x, y);
-            std::copy(c.begin(), c.end(), canvas.data() + (y * width + x) * 4);
-        }
-    }
-    return std::move(canvas).finish();
-}
 
 /// The planes of each encoding, unpadded.
 struct Encoded {
@@ -43,124 +32,74 @@ Encoded encode(const Frame& frame, YuvMatrix matrix, int width, int height) {
     return e;
 }
 
-struct ColourCase {
-    std::string name;
-    Bgra colour;
-    YuvMatrix matrix;
-    // Exact values of the standard, before rounding.
-    double y, u, v;
-};
+/// How many of the bytes first, first + step, ... of `plane` are more than a level from `value`.
+int offByMore(const Bytes& plane, std::size_t first, std::size_t step, double value) {
+    int wrong = 0;
+    for (std::size_t i = first; i < plane.size(); i += step) {
+        wrong += std::abs(plane[i] - value) > 1.0 ? 1 : 0;
+    }
+    return wrong;
+}
 
 TEST(YuvEncodingTest, EncodesKnownColoursInEveryFormat) {
-    const std::vector<ColourCase> cases{
-        {"black 709", {0, 0, 0, 255}, YuvMatrix::bt709, 16, 128, 128},
-        {"black 601", {0, 0, 0, 255}, YuvMatrix::bt601, 16, 128, 128},
-        {"white 709", {255, 255, 255, 255}, YuvMatrix::bt709, 235, 128, 128},
-        {"white 601", {255, 255, 255, 255}, YuvMatrix::bt601, 235, 128, 128},
-        {"red 709", {0, 0, 255, 255}, YuvMatrix::bt709, 62.56, 102.34, 240},
-        {"red 601", {0, 0, 255, 255}, YuvMatrix::bt601, 81.48, 90.20, 240},
-        {"green 709", {0, 255, 0, 255}, YuvMatrix::bt709, 172.63, 41.66, 26.27},
-        {"green 601", {0, 255, 0, 255}, YuvMatrix::bt601, 144.55, 53.80, 34.21},
-        {"blue 709", {255, 0, 0, 255}, YuvMatrix::bt709, 31.81, 240, 117.73},
-        {"blue 601", {255, 0, 0, 255}, YuvMatrix::bt601, 40.97, 240, 109.79},
+    // Name, colour, then the exact values of BT.709 and of BT.601 before rounding. White pins green.
+    using Case = std::tuple<std::string, Bgra, std::array<double, 3>, std::array<double, 3>>;
+    const std::vector<Case> cases{
+        {"black", {0, 0, 0, 255}, {16, 128, 128}, {16, 128, 128}},
+        {"white", {255, 255, 255, 255}, {235, 128, 128}, {235, 128, 128}},
+        {"red", {0, 0, 255, 255}, {62.56, 102.34, 240}, {81.48, 90.20, 240}},
+        {"blue", {255, 0, 0, 255}, {31.81, 240, 117.73}, {40.97, 240, 109.79}},
     };
-    for (const auto& c : cases) {
-        // Wide enough for the vector loops and their remainders.
-        const int width = 38;
-        const int height = 4;
-        const Encoded e = encode(Frame::filled(width, height, c.colour), c.matrix, width, height);
-        const auto expectAll = [&](const Bytes& bytes, std::size_t first, std::size_t step, double value,
-                                   const char* what) {
-            int wrong = 0;
-            for (std::size_t i = first; i < bytes.size(); i += step) {
-                wrong += std::abs(bytes[i] - value) > 1.0 ? 1 : 0;
-            }
-            EXPECT_EQ(wrong, 0) << c.name << ": " << what << ", first byte " << int{bytes[first]};
-        };
-        expectAll(e.yuy2, 0, 2, c.y, "YUY2 Y");
-        expectAll(e.yuy2, 1, 4, c.u, "YUY2 U");
-        expectAll(e.yuy2, 3, 4, c.v, "YUY2 V");
-        expectAll(e.y, 0, 1, c.y, "I420 Y");
-        expectAll(e.u, 0, 1, c.u, "I420 U");
-        expectAll(e.v, 0, 1, c.v, "I420 V");
-        expectAll(e.nv12y, 0, 1, c.y, "NV12 Y");
-        expectAll(e.nv12uv, 0, 2, c.u, "NV12 U");
-        expectAll(e.nv12uv, 1, 2, c.v, "NV12 V");
+    for (const auto& [name, colour, bt709, bt601] : cases) {
+        for (const YuvMatrix matrix : {YuvMatrix::bt709, YuvMatrix::bt601}) {
+            const auto [y, u, v] = matrix == YuvMatrix::bt709 ? bt709 : bt601;
+            // 38 wide: enough for the vector loops and their remainders.
+            const Encoded e = encode(Frame::filled(38, 4, colour), matrix, 38, 4);
+            const std::array wrong{offByMore(e.yuy2, 0, 2, y), offByMore(e.yuy2, 1, 4, u), offByMore(e.yuy2, 3, 4, v),
+                                   offByMore(e.y, 0, 1, y),    offByMore(e.u, 0, 1, u),    offByMore(e.v, 0, 1, v)};
+            // NV12 is I420's planes interleaved, as the odd sizes' test checks.
+            EXPECT_EQ(wrong, (std::array{0, 0, 0, 0, 0, 0}))
+                << name << (matrix == YuvMatrix::bt709 ? " 709" : " 601") << ": YUY2 Y U V, I420 Y U V";
+        }
     }
 }
 
 TEST(YuvEncodingTest, OddSidesGiveTheLastColumnAndRowTheirOwnChroma) {
     // 3 x 3: white, but the last column red and the last row blue (its corner blue).
-    const Frame frame = drawn(3, 3, [](int x, int y) {
-        return y == 2 ? Bgra{255, 0, 0, 255} : x == 2 ? Bgra{0, 0, 255, 255} : Bgra{255, 255, 255, 255};
-    });
+    Canvas canvas(3, 3);
+    for (int i = 0; i < 9; ++i) {
+        const Bgra c = i >= 6 ? Bgra{255, 0, 0, 255} : i % 3 == 2 ? Bgra{0, 0, 255, 255} : Bgra{255, 255, 255, 255};
+        std::copy(c.begin(), c.end(), canvas.data() + i * 4);
+    }
+    const Frame frame = std::move(canvas).finish();
     for (const YuvMatrix matrix : {YuvMatrix::bt601, YuvMatrix::bt709}) {
         const Encoded e = encode(frame, matrix, 3, 3);
         const std::string name = matrix == YuvMatrix::bt601 ? "601" : "709";
-        // Block order: top left, top right, bottom left, bottom right.
-        const Bytes u{e.u[0], e.u[1], e.u[2], e.u[3]};
-        const Bytes v{e.v[0], e.v[1], e.v[2], e.v[3]};
-        EXPECT_NEAR(u[0], 128, 1) << name;
-        EXPECT_NEAR(v[0], 128, 1) << name;
-        EXPECT_GT(v[1], 235) << name << ": red alone in its block";
-        EXPECT_GT(u[2], 235) << name << ": blue alone in its block";
-        EXPECT_GT(u[3], 235) << name << ": the corner is blue";
-        EXPECT_EQ(e.nv12uv, (Bytes{u[0], v[0], u[1], v[1], u[2], v[2], u[3], v[3]})) << name;
+        // Blocks: top left white, top right red, bottom left and right blue.
+        EXPECT_GT(std::min({e.v[1], e.u[2], e.u[3]}), 235)
+            << name << ": red, blue and the corner alone in their blocks";
+        EXPECT_EQ(e.nv12uv, (Bytes{e.u[0], e.v[0], e.u[1], e.v[1], e.u[2], e.v[2], e.u[3], e.v[3]})) << name;
         EXPECT_EQ(e.nv12y, e.y) << name;
         // YUY2's last pixel of each row makes a pair of its own.
-        EXPECT_EQ(e.yuy2[4], e.y[2]) << name;
-        EXPECT_EQ(e.yuy2[6], e.y[2]) << name;
-        EXPECT_GT(e.yuy2[7], 235) << name << ": red V";
-        EXPECT_GT(e.yuy2[8 * 2 + 5], 235) << name << ": blue U of the last pixel of the last row";
+        EXPECT_EQ(std::tuple(e.yuy2[4], e.yuy2[6]), std::tuple(e.y[2], e.y[2])) << name;
+        EXPECT_GT(std::min(e.yuy2[7], e.yuy2[8 * 2 + 5]), 235) << name << ": red V, then blue U of the last row";
     }
 }
 
 TEST(YuvEncodingTest, RefusesPlanesTooShortAndWritesNothing) {
     const Frame frame = Frame::filled(4, 2, {0, 0, 0, 255});
-    struct Case {
-        std::string name;
-        std::function<bool(YuvMatrix, Bytes&, Bytes&, Bytes&)> run;
-    };
-    const std::vector<Case> cases{
-        {"YUY2 one byte short",
-         [&](YuvMatrix m, Bytes& a, Bytes&, Bytes&) {
-             return toYuy2(frame, m, {std::span(a).first(15), 8});
-         }},
-        {"YUY2 stride shorter than a row",
-         [&](YuvMatrix m, Bytes& a, Bytes&, Bytes&) {
-             return toYuy2(frame, m, {a, 7});
-         }},
-        {"I420 V one byte short",
-         [&](YuvMatrix m, Bytes& a, Bytes& b, Bytes& c) {
-             return toI420(frame, m, {a, 4}, {b, 2}, {std::span(c).first(1), 2});
-         }},
-        {"I420 Y stride short",
-         [&](YuvMatrix m, Bytes& a, Bytes& b, Bytes& c) {
-             return toI420(frame, m, {a, 3}, {b, 2}, {c, 2});
-         }},
-        {"NV12 without UV",
-         [&](YuvMatrix m, Bytes& a, Bytes&, Bytes&) {
-             return toNv12(frame, m, {a, 4}, {});
-         }},
-        {"NV12 Y one row short",
-         [&](YuvMatrix m, Bytes& a, Bytes& b, Bytes&) {
-             return toNv12(frame, m, {std::span(a).first(4), 4}, {b, 4});
-         }},
-        {"empty frame",
-         [](YuvMatrix m, Bytes& a, Bytes&, Bytes&) {
-             return toYuy2(Frame(), m, {a, 8});
-         }},
-    };
-    for (const YuvMatrix matrix : {YuvMatrix::bt601, YuvMatrix::bt709}) {
-        for (const auto& c : cases) {
-            Bytes a(16, 0xAA);
-            Bytes b(16, 0xAA);
-            Bytes cc(16, 0xAA);
-            EXPECT_FALSE(c.run(matrix, a, b, cc)) << c.name;
-            EXPECT_EQ(a, Bytes(16, 0xAA)) << c.name;
-            EXPECT_EQ(b, Bytes(16, 0xAA)) << c.name;
-            EXPECT_EQ(cc, Bytes(16, 0xAA)) << c.name;
-        }
+    const Bytes untouched(16, 0xAA);
+    for (const YuvMatrix m : {YuvMatrix::bt601, YuvMatrix::bt709}) {
+        Bytes a = untouched;
+        Bytes b = untouched;
+        Bytes c = untouched;
+        EXPECT_FALSE(toYuy2(frame, m, {std::span(a).first(15), 8})) << "YUY2 one byte short";
+        EXPECT_FALSE(toYuy2(frame, m, {a, 7})) << "YUY2 stride shorter than a row";
+        EXPECT_FALSE(toI420(frame, m, {a, 4}, {b, 2}, {std::span(c).first(1), 2})) << "I420 V one byte short";
+        EXPECT_FALSE(toNv12(frame, m, {a, 4}, {})) << "NV12 without UV";
+        EXPECT_FALSE(toNv12(frame, m, {std::span(a).first(4), 4}, {b, 4})) << "NV12 Y one row short";
+        EXPECT_FALSE(toYuy2(Frame(), m, {a, 8})) << "empty frame";
+        EXPECT_EQ((std::array{a, b, c}), (std::array{untouched, untouched, untouched}));
     }
 }
 
