@@ -8,6 +8,7 @@
 #include "platform/linux/PipeWireCameraSink.h"
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/V4l2CaptureDevices.h"
+#include "platform/linux/V4l2LoopbackSink.h"
 #include "platform/linux/V4l2VideoCapture.h"
 #include "platform/linux/XdgAppGroupContainer.h"
 #include "platform/qt/QtImageDecoder.h"
@@ -29,6 +30,9 @@ namespace {
 
 using namespace moritane;
 using namespace std::chrono_literals;
+
+/// How often a missing v4l2loopback device is looked for, as the module may be loaded later.
+constexpr auto loopbackSearchInterval = 5s;
 
 /// Calls `ready` on the main thread whenever `fd` can be read.
 std::unique_ptr<QSocketNotifier> whenReadable(int fd, std::function<void()> ready) {
@@ -59,6 +63,7 @@ int main(int argc, char* argv[]) {
 
     const QCoreApplication application(argc, argv);
     QtRunLoop loop;
+    log.write(fmt::format("moritane-camera: started, version {}", MORITANE_VERSION));
     const auto ending = whenReadable(signalFile, [&log, signalFile] {
         signalfd_siginfo info{};
         if (::read(signalFile, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
@@ -79,16 +84,28 @@ int main(int argc, char* argv[]) {
 
     PipeWireCameraSink pipewire(loop, log);
     const auto pipewireEvents = whenReadable(pipewire.fd(), [&pipewire] { pipewire.dispatch(); });
+    KernelLoopbackDevices loopbackDevices;
+    V4l2LoopbackSink loopback(loopbackDevices, log);
+    loopback.findDevice();
+    const auto loopbackSearch =
+        loop.scheduleTimer(loopbackSearchInterval, true, TimerModes::common, [&loopback] { loopback.findDevice(); });
+
     const QtImageDecoder decoder;
     const V4l2CaptureDevices devices;
     V4l2VideoCapture capture(devices);
-    const auto extension = CameraExtension::create(
-        {std::move(candidates), watcher, decoder, devices, capture, {&pipewire}, loop, log, [](std::string label) {
-             return std::make_unique<SerialQueue>(std::move(label));
-         }});
-    log.write(fmt::format("moritane-camera: started, version {}", MORITANE_VERSION));
+    const auto extension =
+        CameraExtension::create({std::move(candidates),
+                                 watcher,
+                                 decoder,
+                                 devices,
+                                 capture,
+                                 {&pipewire, &loopback},
+                                 loop,
+                                 log,
+                                 [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }});
     extension->start();
     const int status = QCoreApplication::exec();
     extension->stop();
+    loopbackSearch->invalidate();
     return status;
 }
