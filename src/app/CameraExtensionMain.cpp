@@ -5,7 +5,9 @@
 #include "camera/Constants.h"
 #include "cameraextension/CameraExtension.h"
 #include "platform/linux/InotifyDirectoryWatcher.h"
+#include "platform/linux/LinuxPaths.h"
 #include "platform/linux/PipeWireCameraSink.h"
+#include "platform/linux/SingleInstance.h"
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/V4l2CaptureDevices.h"
 #include "platform/linux/V4l2LoopbackSink.h"
@@ -52,6 +54,12 @@ int main(int argc, char* argv[]) {
             "application writes.\n",
             stderr);
         return 2;
+    }
+    // Two would publish two cameras of one name and fight over the loopback device.
+    const SingleInstance instance(linuxpaths::instanceDirectory(), "moritane-camera");
+    if (instance.anotherIsRunning()) {
+        log.write("moritane-camera: another moritane-camera runs for this user; ending");
+        return 1;
     }
     // Blocked before any thread starts, so that every thread leaves them to the signal file.
     sigset_t endings;

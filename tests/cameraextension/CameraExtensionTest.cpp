@@ -22,20 +22,16 @@ namespace {
 using namespace std::chrono_literals;
 using Change = DirectoryWatcher::Change;
 
-class FakeDirectoryWatcher final : public DirectoryWatcher {
-public:
+struct FakeDirectoryWatcher final : DirectoryWatcher {
     std::optional<Error> watch(const std::filesystem::path& directory, Handler handler) override {
         watched = directory;
-        m_handler = std::move(handler);
+        tell = std::move(handler);
         return std::nullopt;
     }
-    void cancel() override { m_handler = nullptr; }
-    void tell(const Change& change) const { m_handler(change); }
+    void cancel() override { tell = nullptr; }
 
     std::filesystem::path watched;
-
-private:
-    Handler m_handler;
+    Handler tell;
 };
 
 constexpr std::array<std::uint8_t, 4> red{0, 0, 255, 255};
@@ -160,26 +156,6 @@ TEST_F(CameraExtensionTest, AWatchedChangeIsReadOnceAndAFileReplacedInPlaceIsDec
 
     watcher.tell({Change::Place::directory, "heartbeat"});  // once a second; no reading
     EXPECT_EQ(loop.pendingWork(), 0U);
-}
-
-TEST_F(CameraExtensionTest, FindsTheDirectoryMadeLaterAndAgainAfterItWentAway) {
-    std::filesystem::remove_all(share);
-    extension->start();
-    EXPECT_EQ(linesWith("no shared directory").size(), 1U);
-    EXPECT_EQ(extension->currentFrame().pixel(0, 0), black);
-
-    std::filesystem::create_directories(share / "Images");
-    showImage("red");
-    loop.advance(CameraExtension::pollInterval);
-    settle();
-    EXPECT_EQ(extension->sharedDirectory(), share);
-    EXPECT_TRUE(near(centre(), red));
-
-    std::filesystem::remove_all(share);
-    watcher.tell({Change::Place::directoryGone, {}});
-    settle();
-    EXPECT_EQ(extension->sharedDirectory(), std::nullopt);
-    EXPECT_EQ(centre(), black);
 }
 
 TEST_F(CameraExtensionTest, TheCameraIsOpenOnlyWhileWatchedAndClosesAfterALinger) {

@@ -37,8 +37,9 @@ std::optional<sockaddr_un> address(const std::filesystem::path& path) {
 
 }  // namespace
 
-SingleInstance::SingleInstance(std::filesystem::path directory) : m_directory(std::move(directory)) {
-    const auto lockPath = m_directory / lockName;
+SingleInstance::SingleInstance(std::filesystem::path directory, std::string_view name)
+    : m_directory(std::move(directory)), m_name(name) {
+    const auto lockPath = m_directory / (m_name + ".lock");
     m_lock = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (m_lock < 0) {
         m_lockError = systemError(fmt::format("cannot open {}", lockPath.string()), errno);
@@ -60,7 +61,7 @@ SingleInstance::~SingleInstance() {
     if (m_listener >= 0) {
         ::close(m_listener);
         std::error_code ignored;
-        std::filesystem::remove(m_directory / socketName, ignored);
+        std::filesystem::remove(m_directory / (m_name + ".socket"), ignored);
     }
     if (m_lock >= 0) {
         ::close(m_lock);
@@ -68,7 +69,7 @@ SingleInstance::~SingleInstance() {
 }
 
 Result<int> SingleInstance::listen() {
-    const auto path = m_directory / socketName;
+    const auto path = m_directory / (m_name + ".socket");
     const auto where = address(path);
     if (!where) {
         return Error{"NSPOSIXErrorDomain", ENAMETOOLONG,
@@ -120,7 +121,7 @@ std::vector<std::string> SingleInstance::takeRequests() {
 }
 
 std::optional<Error> SingleInstance::send(std::string_view request, std::chrono::milliseconds timeout) const {
-    const auto path = m_directory / socketName;
+    const auto path = m_directory / (m_name + ".socket");
     const auto where = address(path);
     if (!where) {
         return Error{"NSPOSIXErrorDomain", ENAMETOOLONG,

@@ -17,11 +17,8 @@ namespace moritane {
 /// a crash leaves nothing that stops the next start.
 class SingleInstance {
 public:
-    static constexpr std::string_view lockName = "moritane.lock";
-    static constexpr std::string_view socketName = "moritane.socket";
-
-    /// Tries to take the lock in `directory`.
-    explicit SingleInstance(std::filesystem::path directory);
+    /// Tries to take the lock `<name>.lock` in `directory`; the socket is `<name>.socket`.
+    explicit SingleInstance(std::filesystem::path directory, std::string_view name = "moritane");
     SingleInstance(const SingleInstance&) = delete;
     SingleInstance& operator=(const SingleInstance&) = delete;
     SingleInstance(SingleInstance&&) = delete;
@@ -45,6 +42,7 @@ public:
 
 private:
     std::filesystem::path m_directory;
+    std::string m_name;
     int m_lock = -1;
     int m_listener = -1;
     bool m_anotherIsRunning = false;
