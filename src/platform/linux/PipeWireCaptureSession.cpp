@@ -262,6 +262,11 @@ std::optional<Error> PipeWireCaptureSession::makeInput(const std::string& unique
         return Error{"POSIX", ENODEV, fmt::format("no camera with the id \"{}\" is connected", uniqueID)};
     }
     auto node = PipeWireCameraNode::find(camera->path, m_preset, m_remote, kAnswerLimit);
+    // Told here rather than by an output that cannot be added, so that libv4l2, which converts
+    // more formats, may take the camera instead.
+    if (node && !V4l2CaptureSession::chooseStream(node.value().offers, m_preset)) {
+        node = Error{"PipeWire", EINVAL, "it offers no format that we convert"};
+    }
     if (!node) {
         auto error = node.error();
         error.description = fmt::format("the camera \"{}\" cannot be read through PipeWire: {}",

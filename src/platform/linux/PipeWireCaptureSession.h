@@ -26,11 +26,12 @@ public:
     PipeWireCaptureSession& operator=(const PipeWireCaptureSession&) = delete;
     ~PipeWireCaptureSession() override;
 
-    /// Finds the camera's node; an error when PipeWire cannot be reached or has no node for it.
+    /// Finds the camera's node; an error when PipeWire cannot be reached, has no node for it, or the
+    /// node offers no format that we convert.
     std::optional<Error> makeInput(const std::string& uniqueID) override;
     [[nodiscard]] bool canAddInput() const override;
     void addInput() override;
-    /// Chooses the format and size among what the node offers; none agreed, no output.
+    /// Chooses the format and size among what the node offers.
     void makeOutput(DispatchQueue& queue, FrameHandler handler) override;
     [[nodiscard]] bool canAddOutput() const override;
     void addOutput() override;
