@@ -23,8 +23,8 @@ namespace {
 constexpr std::uint32_t kBufferCount = 4;
 
 /// The formats we convert, cheapest first: the uncompressed ones, then JPEG.
-constexpr std::array kConvertible{V4L2_PIX_FMT_YUYV,  V4L2_PIX_FMT_NV12,  V4L2_PIX_FMT_YUV420,
-                                  V4L2_PIX_FMT_RGB24, V4L2_PIX_FMT_MJPEG, V4L2_PIX_FMT_JPEG};
+constexpr std::array kConvertible{V4L2_PIX_FMT_YUYV,   V4L2_PIX_FMT_NV12,  V4L2_PIX_FMT_YUV420, V4L2_PIX_FMT_RGB24,
+                                  V4L2_PIX_FMT_RGBA32, V4L2_PIX_FMT_MJPEG, V4L2_PIX_FMT_JPEG};
 
 /// Lower is cheaper; none for a format we cannot convert. A conversion of libv4l2's costs more
 /// than any of ours, since it comes on top of one.
@@ -133,6 +133,8 @@ std::optional<Frame> V4l2CaptureSession::frameFromBuffer(const v4l2_pix_format& 
     }
     case V4L2_PIX_FMT_RGB24:
         return pixels::fromRgb24({bytes, stride}, width, height);
+    case V4L2_PIX_FMT_RGBA32:
+        return pixels::fromRgba({bytes, stride}, width, height);
     case V4L2_PIX_FMT_MJPEG:
     case V4L2_PIX_FMT_JPEG:
         return pixels::fromMjpeg(bytes, width, height);

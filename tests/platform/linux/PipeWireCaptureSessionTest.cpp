@@ -1,0 +1,175 @@
+#include "platform/linux/PipeWireCaptureSession.h"
+
+#include "VideoNodeTree.h"
+#include "platform/linux/V4l2VideoCapture.h"
+#include "support/SerialQueue.h"
+#include "testsupport/PipeWireSession.h"
+#include "testsupport/PipeWireTestCamera.h"
+
+#include <gtest/gtest.h>
+#include <spa/param/video/format-utils.h>
+
+#include <condition_variable>
+#include <future>
+
+namespace moritane {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::PipeWireSession;
+using testing::PipeWireTestCamera;
+using Choice = V4l2CaptureSession::StreamChoice;
+using Yuv = std::array<std::uint8_t, 3>;
+
+constexpr Yuv kRed{81, 90, 240};
+constexpr Yuv kGreen{145, 54, 34};
+constexpr FrameSize k720p = VideoCapture::preset1280x720;
+
+/// One session of `capture` on a capture queue of its own, and what its handler was given.
+struct Viewer {
+    Viewer(VideoCapture& capture, const std::string& uniqueID) : session(capture.makeSession(k720p)) {
+        error = session->makeInput(uniqueID);
+        session->addInput();
+        session->makeOutput(queue, [this](const Frame& frame) {
+            const std::lock_guard lock(mutex);
+            ++count;
+            last = frame;
+            changed.notify_all();
+        });
+        session->addOutput();
+        session->startRunning();
+    }
+
+    bool waitForFrames(int more) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, 5s, [&, until = count + more] { return count >= until; });
+    }
+
+    /// Waits until the queue has run what was posted before.
+    void drain() {
+        std::promise<void> done;
+        queue.async([&done] { done.set_value(); });
+        ASSERT_EQ(done.get_future().wait_for(5s), std::future_status::ready);
+    }
+
+    int frames() {
+        const std::lock_guard lock(mutex);
+        return count;
+    }
+
+    bool showsRed() {
+        const std::lock_guard lock(mutex);
+        const auto pixel = last.pixel(last.width() / 2, last.height() / 2);
+        return last.width() == 640 && last.height() == 360 && pixel[0] < 10 && pixel[1] < 10 && pixel[2] > 245;
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int count = 0;
+    Frame last;
+    std::optional<Error> error;
+    SerialQueue queue{"capture"};
+    const std::unique_ptr<CaptureSession> session;  // stopped before the queue runs what is left
+};
+
+TEST(PipeWireCameraNodeTest, OffersAreTheFormatsWeConvertInTheSizesNearestThePreset) {
+    std::array<std::uint8_t, 1024> storage{};
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, storage.data(), storage.size());
+    spa_rectangle vga{640, 480};
+    spa_rectangle hd{1280, 720};
+    spa_rectangle smallest{160, 120};
+    spa_rectangle largest{1024, 768};
+    spa_rectangle step{16, 8};
+    const auto offers = [&](const void* param) {
+        std::vector<Choice> taken;
+        for (const auto& offer : PipeWireCameraNode::offersOf(*static_cast<const spa_pod*>(param), k720p)) {
+            for (const auto& size : offer.sizes) {
+                taken.push_back({offer.pixelFormat, size});
+            }
+        }
+        return taken;
+    };
+    EXPECT_EQ(offers(spa_pod_builder_add_object(
+                  &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
+                  SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
+                  SPA_FORMAT_VIDEO_format,
+                  SPA_POD_CHOICE_ENUM_Id(3, SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_NV12),
+                  SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_ENUM_Rectangle(3, &vga, &vga, &hd))),
+              (std::vector<Choice>{{V4L2_PIX_FMT_NV12, {640, 480}}, {V4L2_PIX_FMT_NV12, {1280, 720}}}));
+    EXPECT_EQ(offers(spa_pod_builder_add_object(
+                  &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
+                  SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_mjpg),
+                  SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_STEP_Rectangle(&vga, &smallest, &largest, &step))),
+              (std::vector<Choice>{{V4L2_PIX_FMT_MJPEG, {1024, 720}}}));
+    EXPECT_TRUE(offers(spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat,
+                                                  SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
+                                                  SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_h264),
+                                                  SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&hd)))
+                    .empty());
+}
+
+class PipeWireCaptureSessionTest : public ::testing::Test {
+protected:
+    PipeWireSession session;
+};
+
+TEST_F(PipeWireCaptureSessionTest, FindsTheNodeOfADeviceNodeAndSaysAtOnceWhenThereIsNoPipeWire) {
+    const PipeWireTestCamera camera(session.socket(), "/dev/video7", kRed);
+    const auto found = PipeWireCameraNode::find("/dev/video7", k720p, session.socket(), 2s);
+    ASSERT_TRUE(found) << found.error().description;
+    EXPECT_EQ(found.value().description, "Test Camera");
+    EXPECT_EQ(V4l2CaptureSession::chooseStream(found.value().offers, k720p), (Choice{V4L2_PIX_FMT_YUYV, {640, 360}}));
+    EXPECT_EQ(PipeWireCameraNode::find("/dev/video8", k720p, session.socket(), 2s).error().description,
+              "PipeWire has no camera for /dev/video8");
+
+    session.stopDaemons();
+    const auto start = std::chrono::steady_clock::now();
+    const auto absent = PipeWireCameraNode::find("/dev/video7", k720p, session.socket(), 2s);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 200ms);
+    ASSERT_FALSE(absent);
+    EXPECT_EQ(absent.error().description.rfind("PipeWire cannot be reached", 0), 0U) << absent.error().description;
+}
+
+TEST_F(PipeWireCaptureSessionTest, TwoSessionsShareACameraUntilStoppedOrUntilItsNodeGoes) {
+    const testing::VideoNodeTree tree;
+    for (const auto* name : {"video7", "video8", "video9"}) {
+        tree.add(name, testing::VideoNodeTree::Node::directory, name, "0");
+    }
+    auto red = std::make_unique<PipeWireTestCamera>(session.socket(), (tree.dev / "video7").string(), kRed);
+    const PipeWireTestCamera green(session.socket(), (tree.dev / "video8").string(), kGreen);
+    V4l2VideoCapture capture(V4l2CaptureDevices(tree.dev, tree.sysfs), session.socket());
+    // A camera that PipeWire does not know is read from its device node.
+    EXPECT_EQ(Viewer(capture, "video9").error->description,
+              "the camera \"video9\" could not be opened: Is a directory");
+
+    Viewer first(capture, "video7");
+    Viewer second(capture, "video7");
+    ASSERT_FALSE(first.error || second.error);
+    ASSERT_TRUE(first.waitForFrames(3));
+    ASSERT_TRUE(second.waitForFrames(3));
+    EXPECT_TRUE(first.showsRed());
+    EXPECT_TRUE(second.showsRed());
+
+    // A frame of the first waits behind this while it stops; it must not reach the handler.
+    std::promise<void> gate;
+    first.queue.async([opened = gate.get_future().share()] { opened.wait(); });
+    ASSERT_TRUE(second.waitForFrames(3));
+    first.session->stopRunning();
+    const int before = first.frames();
+    gate.set_value();
+    first.drain();
+    EXPECT_EQ(first.frames(), before);
+
+    // Gone, the camera is not replaced by another: the session manager ends the stream.
+    red.reset();
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (session.findNode("Moritane camera input") && std::chrono::steady_clock::now() < deadline) {
+    }
+    EXPECT_FALSE(session.findNode("Moritane camera input"));
+    second.drain();
+    EXPECT_TRUE(second.showsRed());
+}
+
+}  // namespace
+}  // namespace moritane
