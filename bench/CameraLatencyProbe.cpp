@@ -91,8 +91,8 @@ int main(int argc, char* argv[]) {
     spa_pod_builder_init(&builder, storage.data(), storage.size());
     spa_video_info_raw info{};
     info.format = SPA_VIDEO_FORMAT_YUY2;
-    info.size = SPA_RECTANGLE(kWidth, kHeight);
-    info.framerate = SPA_FRACTION(30, 1);
+    info.size = spa_rectangle{kWidth, kHeight};
+    info.framerate = spa_fraction{30, 1};
     const spa_pod* format = spa_format_video_raw_build(&builder, SPA_PARAM_EnumFormat, &info);
     pw_stream_connect(consumer.stream, PW_DIRECTION_INPUT, PW_ID_ANY,
                       static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS), &format,

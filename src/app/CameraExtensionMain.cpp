@@ -68,6 +68,10 @@ int main(int argc, char* argv[]) {
     sigaddset(&endings, SIGINT);
     pthread_sigmask(SIG_BLOCK, &endings, nullptr);
     const int signalFile = ::signalfd(-1, &endings, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (signalFile < 0) {
+        log.write("moritane-camera: cannot take SIGTERM and SIGINT; ending");
+        return 1;
+    }
 
     const QCoreApplication application(argc, argv);
     QtRunLoop loop;

@@ -8,6 +8,7 @@
 #include <fmt/std.h>
 
 #include <algorithm>
+#include <mutex>
 #include <system_error>
 
 namespace moritane {
@@ -23,6 +24,42 @@ Frame fitted(const Frame& picture) {
 
 }  // namespace
 
+struct CameraExtension::CameraRun {
+    CameraRun(std::weak_ptr<CameraExtension> owner, std::optional<std::string> id, const CaptureDevices& cameras,
+              VideoCapture& videoCapture, RunLoop& main, DispatchQueue& captureQueue)
+        : extension(std::move(owner)),
+          cameraId(std::move(id)),
+          devices(cameras),
+          capture(videoCapture),
+          mainQueue(main),
+          queue(captureQueue) {}
+
+    std::weak_ptr<CameraExtension> extension;
+    std::optional<std::string> cameraId;
+    // What the capture queue uses; all of it outlives the queue, whose end waits for its work.
+    const CaptureDevices& devices;
+    VideoCapture& capture;
+    RunLoop& mainQueue;
+    DispatchQueue& queue;
+
+    std::mutex mutex;
+    bool ended = false;
+    std::shared_ptr<CaptureSession> session;
+
+    // Main thread only.
+    bool running = false;
+    std::string name;
+
+    /// Stops the session, now or as soon as the queue has made it. Any thread.
+    void end() {
+        const std::scoped_lock lock(mutex);
+        ended = true;
+        if (session) {
+            session->stopRunning();
+        }
+    }
+};
+
 std::shared_ptr<CameraExtension> CameraExtension::create(Dependencies dependencies) {
     return std::shared_ptr<CameraExtension>(new CameraExtension(std::move(dependencies)));
 }
@@ -33,6 +70,16 @@ CameraExtension::CameraExtension(Dependencies dependencies)
       m_captureQueue(m_dependencies.makeSerialQueue(std::string(captureQueueLabel))),
       m_black(Frame::black(FrameSink::frameWidth, FrameSink::frameHeight)),
       m_still(m_black) {}
+
+CameraExtension::~CameraExtension() {
+    if (m_camera) {
+        m_camera->end();
+    }
+}
+
+bool CameraExtension::isCameraOpen() const {
+    return m_camera && m_camera->running;
+}
 
 void CameraExtension::start() {
     for (auto* sink : m_dependencies.sinks) {
@@ -69,14 +116,13 @@ void CameraExtension::stop() {
 }
 
 void CameraExtension::poll() {
-    if (!m_directory) {
-        findDirectory();
-    }
+    findDirectory();
     reload();
     checkHeartbeat();
-    if (m_session && m_dependencies.mainQueue.now() - m_cameraSeen > cameraSilence) {
-        m_dependencies.log.write(
-            fmt::format("CameraExtension: camera {} sends nothing; opening it again", m_cameraName));
+    if (isCameraOpen() && isWatched() &&
+        m_dependencies.mainQueue.now() - m_cameraSeen > (m_cameraFrame ? cameraSilence : cameraStartLimit)) {
+        tellOnce(m_cameraProblem,
+                 fmt::format("CameraExtension: camera {} sends nothing; opening it again", m_camera->name));
         closeCamera();
     }
     // Also tries again to open a camera that could not be had.
@@ -84,38 +130,45 @@ void CameraExtension::poll() {
 }
 
 void CameraExtension::findDirectory() {
-    for (const auto& candidate : m_dependencies.sharedDirectoryCandidates) {
+    const auto& candidates = m_dependencies.sharedDirectoryCandidates;
+    const auto found = std::find_if(candidates.begin(), candidates.end(), [](const auto& candidate) {
         std::error_code error;
-        if (!std::filesystem::is_directory(candidate, error)) {
-            continue;
+        return std::filesystem::is_directory(candidate, error);
+    });
+    if (found == candidates.end()) {
+        if (m_directory) {
+            m_dependencies.log.write(fmt::format("CameraExtension: the shared directory {} went away", *m_directory));
+            m_dependencies.watcher.cancel();
+            m_directory.reset();
         }
-        m_directory = candidate;
-        m_toldNoDirectory = false;
-        if (const auto failure = m_dependencies.watcher.watch(candidate, [weak = weak_from_this()](const auto& change) {
-                if (auto extension = weak.lock()) {
-                    extension->changed(change);
-                }
-            })) {
-            m_dependencies.log.write(fmt::format("CameraExtension: cannot follow {} ({}); reading it every {} s",
-                                                 candidate, failure->description, pollInterval.count()));
-        } else {
-            m_dependencies.log.write(fmt::format("CameraExtension: following {}", candidate));
+        if (!m_toldNoDirectory && !candidates.empty()) {
+            m_toldNoDirectory = true;
+            m_dependencies.log.write(fmt::format(
+                "CameraExtension: no shared directory at {}; showing black until there is one", candidates.front()));
         }
         return;
     }
-    if (!m_toldNoDirectory && !m_dependencies.sharedDirectoryCandidates.empty()) {
-        m_toldNoDirectory = true;
-        m_dependencies.log.write(
-            fmt::format("CameraExtension: no shared directory at {}; showing black until there is one",
-                        m_dependencies.sharedDirectoryCandidates.front()));
+    // The application may make the directory it prefers after the one this started with.
+    if (m_directory == *found) {
+        return;
+    }
+    m_directory = *found;
+    m_toldNoDirectory = false;
+    if (const auto failure = m_dependencies.watcher.watch(*found, [weak = weak_from_this()](const auto& change) {
+            if (auto extension = weak.lock()) {
+                extension->changed(change);
+            }
+        })) {
+        m_dependencies.log.write(fmt::format("CameraExtension: cannot follow {} ({}); reading it every {} s", *found,
+                                             failure->description, pollInterval.count()));
+    } else {
+        m_dependencies.log.write(fmt::format("CameraExtension: following {}", *found));
     }
 }
 
 void CameraExtension::changed(const DirectoryWatcher::Change& change) {
     using Place = DirectoryWatcher::Change::Place;
     if (change.place == Place::directoryGone) {
-        m_dependencies.log.write(fmt::format("CameraExtension: the shared directory {} went away", *m_directory));
-        m_directory.reset();
         findDirectory();
     } else if (change.place == Place::directory && change.name == Constants::heartbeatFileName) {
         checkHeartbeat();
@@ -142,11 +195,14 @@ CameraExtension::Source CameraExtension::readSource() {
         return Source{};
     }
     const auto output = SharedStateReader(*m_directory).output();
-    if (output.problem) {
-        tellOnce(output.mode == CameraMode::image ? m_imageProblem : m_stateProblem,
-                 fmt::format("CameraExtension: {}; showing black", *output.problem));
-    } else {
+    // Only an unreadable state comes as off with a problem; any other problem is the image's.
+    const bool stateUnreadable = output.problem && output.mode == CameraMode::off;
+    if (!stateUnreadable) {
         m_stateProblem.reset();
+    }
+    if (output.problem) {
+        tellOnce(stateUnreadable ? m_stateProblem : m_imageProblem,
+                 fmt::format("CameraExtension: {}; showing black", *output.problem));
     }
     Source source{output.mode, output.cameraId, output.imageFile, std::nullopt, 0};
     if (source.imageFile) {
@@ -171,7 +227,7 @@ void CameraExtension::show(const Source& source) {
     switch (source.mode) {
     case CameraMode::off:
         log.write("CameraExtension: showing black");
-        ++m_imageGeneration;
+        ++*m_imageGeneration;
         m_still = m_black;
         closeCamera();
         break;
@@ -184,7 +240,7 @@ void CameraExtension::show(const Source& source) {
         if (source.imageFile) {
             decodeImage(*source.imageFile);
         } else {
-            ++m_imageGeneration;
+            ++*m_imageGeneration;
             m_still = m_black;
         }
         break;
@@ -194,7 +250,7 @@ void CameraExtension::show(const Source& source) {
         }
         log.write(source.cameraId ? fmt::format("CameraExtension: showing camera {}", *source.cameraId)
                                   : std::string("CameraExtension: showing the first camera"));
-        ++m_imageGeneration;
+        ++*m_imageGeneration;
         m_still = m_black;
         closeCamera();
         updateCamera();
@@ -203,10 +259,13 @@ void CameraExtension::show(const Source& source) {
 }
 
 void CameraExtension::decodeImage(const std::filesystem::path& file) {
-    const auto generation = ++m_imageGeneration;
+    const auto generation = ++*m_imageGeneration;
     // The picture shown before stays until the new one is ready, rather than a flash of black.
-    m_imageQueue->async([weak = weak_from_this(), generation, file, decoder = &m_dependencies.imageDecoder,
-                         mainQueue = &m_dependencies.mainQueue] {
+    m_imageQueue->async([weak = weak_from_this(), latest = m_imageGeneration, generation, file,
+                         decoder = &m_dependencies.imageDecoder, mainQueue = &m_dependencies.mainQueue] {
+        if (*latest != generation) {
+            return;  // another picture was asked for meanwhile
+        }
         // Decoded no larger than the fit needs: a photo's JPEG at a fraction of the cost.
         auto image = decoder->decodeCovering(file, FrameSink::frameHeight);
         std::optional<Frame> picture;
@@ -215,7 +274,7 @@ void CameraExtension::decodeImage(const std::filesystem::path& file) {
         }
         mainQueue->post([weak, generation, file, picture = std::move(picture)] {
             const auto extension = weak.lock();
-            if (!extension || generation != extension->m_imageGeneration) {
+            if (!extension || generation != *extension->m_imageGeneration) {
                 return;
             }
             if (picture) {
@@ -267,14 +326,10 @@ void CameraExtension::watchedChanged() {
         return;  // stopped
     }
     if (isWatched() && !m_frameTimer) {
-        m_frameTimer =
-            m_dependencies.mainQueue.scheduleTimer(std::chrono::milliseconds(1000 / FrameSink::framesPerSecond), true,
-                                                   TimerModes::common, [weak = weak_from_this()] {
-                                                       if (auto extension = weak.lock()) {
-                                                           extension->tick();
-                                                       }
-                                                   });
+        m_framesStart = m_dependencies.mainQueue.now();
+        m_framesDue = 0;
         tick();
+        scheduleTick();
     } else if (!isWatched() && m_frameTimer) {
         m_frameTimer->invalidate();
         m_frameTimer.reset();
@@ -291,6 +346,24 @@ void CameraExtension::tick() {
     }
 }
 
+void CameraExtension::scheduleTick() {
+    const auto now = m_dependencies.mainQueue.now();
+    auto due = m_framesStart + std::chrono::milliseconds(1000 * ++m_framesDue / FrameSink::framesPerSecond);
+    if (due < now) {
+        // Fallen behind: a fresh count rather than a burst of frames.
+        m_framesStart = now;
+        m_framesDue = 0;
+        due = now;
+    }
+    m_frameTimer = m_dependencies.mainQueue.scheduleTimer(
+        std::chrono::duration_cast<RunLoop::Duration>(due - now), false, TimerModes::common, [weak = weak_from_this()] {
+            if (auto extension = weak.lock(); extension && extension->m_frameTimer) {
+                extension->tick();
+                extension->scheduleTick();
+            }
+        });
+}
+
 void CameraExtension::updateCamera() {
     if (!m_pollTimer || m_source.mode != CameraMode::camera) {
         closeCamera();
@@ -301,12 +374,12 @@ void CameraExtension::updateCamera() {
             m_lingerTimer->invalidate();
             m_lingerTimer.reset();
         }
-        if (!m_session && !m_cameraOpening) {
+        if (!m_camera) {
             openCamera();
         }
         return;
     }
-    if ((m_session || m_cameraOpening) && !m_lingerTimer) {
+    if (m_camera && !m_lingerTimer) {
         m_lingerTimer =
             m_dependencies.mainQueue.scheduleTimer(cameraLinger, false, TimerModes::common, [weak = weak_from_this()] {
                 if (auto extension = weak.lock()) {
@@ -317,39 +390,38 @@ void CameraExtension::updateCamera() {
 }
 
 void CameraExtension::openCamera() {
-    m_cameraOpening = true;
-    m_captureQueue->async([weak = weak_from_this(), generation = ++m_cameraGeneration, id = m_source.cameraId] {
-        configureSession(weak, generation, id);
-    });
+    auto& dependencies = m_dependencies;
+    m_camera = std::make_shared<CameraRun>(weak_from_this(), m_source.cameraId, dependencies.captureDevices,
+                                           dependencies.capture, dependencies.mainQueue, *m_captureQueue);
+    m_captureQueue->async([run = m_camera] { configureSession(run); });
 }
 
-void CameraExtension::configureSession(const std::weak_ptr<CameraExtension>& weak, std::uint64_t generation,
-                                       const std::optional<std::string>& cameraId) {
-    const auto extension = weak.lock();
-    if (!extension) {
-        return;
-    }
-    auto& dependencies = extension->m_dependencies;
+void CameraExtension::configureSession(const std::shared_ptr<CameraRun>& run) {
+    const std::weak_ptr<CameraRun> weakRun = run;
+    auto& mainQueue = run->mainQueue;
     const auto fail = [&](std::string reason) {
-        dependencies.mainQueue.post([weak, generation, reason = std::move(reason)] {
-            if (auto alive = weak.lock()) {
-                alive->cameraFailed(generation, reason);
+        mainQueue.post([weakRun, reason = std::move(reason)] {
+            if (const auto alive = weakRun.lock()) {
+                if (auto extension = alive->extension.lock()) {
+                    extension->cameraFailed(*alive, reason);
+                }
             }
         });
     };
-    auto devices = dependencies.captureDevices.discoverDevices(
+    auto devices = run->devices.discoverDevices(
         {CaptureDeviceType::builtInWideAngleCamera, CaptureDeviceType::external, CaptureDeviceType::externalUnknown,
          CaptureDeviceType::continuityCamera, CaptureDeviceType::deskViewCamera});
     // The virtual camera itself, seen through v4l2loopback, must never become its own source.
     std::erase_if(devices, [](const CaptureDevice& device) { return device.localizedName == virtualCameraName; });
     const auto device = std::find_if(devices.begin(), devices.end(), [&](const CaptureDevice& candidate) {
-        return !cameraId || candidate.uniqueID == *cameraId;
+        return !run->cameraId || candidate.uniqueID == *run->cameraId;
     });
     if (device == devices.end()) {
-        fail(cameraId ? fmt::format("camera {} is not connected", *cameraId) : std::string("no camera is connected"));
+        fail(run->cameraId ? fmt::format("camera {} is not connected", *run->cameraId)
+                           : std::string("no camera is connected"));
         return;
     }
-    std::shared_ptr<CaptureSession> session = dependencies.capture.makeSession(VideoCapture::preset1280x720);
+    std::shared_ptr<CaptureSession> session = run->capture.makeSession(VideoCapture::preset1280x720);
     if (const auto error = session->makeInput(device->uniqueID)) {
         fail(fmt::format("cannot open {}: {}", device->localizedName, error->description));
         return;
@@ -359,53 +431,59 @@ void CameraExtension::configureSession(const std::weak_ptr<CameraExtension>& wea
         return;
     }
     session->addInput();
-    session->makeOutput(*extension->m_captureQueue,
-                        [weak, generation, mainQueue = &dependencies.mainQueue](const Frame& frame) {
-                            if (frame.empty() || weak.expired()) {
-                                return;
-                            }
-                            mainQueue->post([weak, generation, picture = fitted(frame)] {
-                                if (auto alive = weak.lock()) {
-                                    alive->takeCameraFrame(generation, picture);
-                                }
-                            });
-                        });
+    // One picture at a time on its way to the main thread: a busy main thread drops frames rather
+    // than piling them up.
+    auto posted = std::make_shared<std::atomic<bool>>(false);
+    session->makeOutput(run->queue, [weakRun, posted, &mainQueue](const Frame& frame) {
+        if (frame.empty() || posted->exchange(true)) {
+            return;
+        }
+        mainQueue.post([weakRun, posted, picture = fitted(frame)] {
+            *posted = false;
+            if (const auto alive = weakRun.lock()) {
+                if (auto extension = alive->extension.lock()) {
+                    extension->takeCameraFrame(*alive, picture);
+                }
+            }
+        });
+    });
     if (!session->canAddOutput()) {
         fail(fmt::format("cannot take pictures from {}", device->localizedName));
         return;
     }
     session->addOutput();
-    session->startRunning();
-    dependencies.mainQueue.post(
-        [weak, generation, session = std::move(session), name = device->localizedName]() mutable {
-            if (auto alive = weak.lock()) {
-                alive->commitSession(generation, std::move(session), name);
-            } else {
-                session->stopRunning();
+    {
+        const std::scoped_lock lock(run->mutex);
+        if (run->ended) {
+            return;  // closed meanwhile: the session goes unstarted
+        }
+        session->startRunning();
+        run->session = std::move(session);
+    }
+    mainQueue.post([weakRun, name = device->localizedName] {
+        if (const auto alive = weakRun.lock()) {
+            alive->name = name;
+            if (auto extension = alive->extension.lock()) {
+                extension->commitSession(*alive);
             }
-        });
+        }
+    });
 }
 
-void CameraExtension::commitSession(std::uint64_t generation, std::shared_ptr<CaptureSession> session,
-                                    const std::string& name) {
-    if (generation != m_cameraGeneration || !m_cameraOpening) {
-        session->stopRunning();
-        return;
+void CameraExtension::commitSession(const CameraRun& run) {
+    if (&run != m_camera.get()) {
+        return;  // ended, and so stopped, meanwhile
     }
-    m_cameraOpening = false;
-    m_session = std::move(session);
-    m_cameraName = name;
-    // The first picture may take a while; silence counts from here.
+    m_camera->running = true;
     m_cameraSeen = m_dependencies.mainQueue.now();
-    m_cameraProblem.reset();
-    m_dependencies.log.write(fmt::format("CameraExtension: opened camera {}", name));
+    m_dependencies.log.write(fmt::format("CameraExtension: opened camera {}", run.name));
 }
 
-void CameraExtension::cameraFailed(std::uint64_t generation, const std::string& reason) {
-    if (generation != m_cameraGeneration || !m_cameraOpening) {
+void CameraExtension::cameraFailed(const CameraRun& run, const std::string& reason) {
+    if (&run != m_camera.get()) {
         return;
     }
-    m_cameraOpening = false;
+    m_camera.reset();
     tellOnce(m_cameraProblem, fmt::format("CameraExtension: no camera to show: {}; showing black", reason));
 }
 
@@ -414,22 +492,24 @@ void CameraExtension::closeCamera() {
         m_lingerTimer->invalidate();
         m_lingerTimer.reset();
     }
-    ++m_cameraGeneration;
-    m_cameraOpening = false;
     m_cameraFrame.reset();
-    if (m_session) {
-        m_session->stopRunning();
-        m_session.reset();
-        m_dependencies.log.write(fmt::format("CameraExtension: closed camera {}", m_cameraName));
+    if (!m_camera) {
+        return;
     }
+    m_camera->end();
+    if (m_camera->running) {
+        m_dependencies.log.write(fmt::format("CameraExtension: closed camera {}", m_camera->name));
+    }
+    m_camera.reset();
 }
 
-void CameraExtension::takeCameraFrame(std::uint64_t generation, Frame frame) {
-    if (generation != m_cameraGeneration) {
+void CameraExtension::takeCameraFrame(const CameraRun& run, Frame frame) {
+    if (&run != m_camera.get()) {
         return;
     }
     m_cameraFrame = std::move(frame);
     m_cameraSeen = m_dependencies.mainQueue.now();
+    m_cameraProblem.reset();
 }
 
 void CameraExtension::tellOnce(std::optional<std::string>& slot, std::string line) {

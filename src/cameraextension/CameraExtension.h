@@ -11,6 +11,7 @@
 #include "support/Log.h"
 #include "support/RunLoop.h"
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -52,6 +53,8 @@ public:
     static constexpr std::chrono::seconds cameraLinger{3};
     /// A camera that sends nothing for this long is taken for gone: black, and opened anew.
     static constexpr std::chrono::seconds cameraSilence{2};
+    /// The first picture may take longer: some cameras settle their exposure first.
+    static constexpr std::chrono::seconds cameraStartLimit{5};
 
     static constexpr std::string_view imageQueueLabel = "com.orsk.moritane.cameraextension.images";
     static constexpr std::string_view captureQueueLabel = "com.orsk.moritane.cameraextension.capture";
@@ -76,7 +79,7 @@ public:
     CameraExtension& operator=(const CameraExtension&) = delete;
     CameraExtension(CameraExtension&&) = delete;
     CameraExtension& operator=(CameraExtension&&) = delete;
-    ~CameraExtension() = default;
+    ~CameraExtension();
 
     /// Finds and follows the shared directory, shows what it asks for and looks again every
     /// pollInterval.
@@ -88,10 +91,14 @@ public:
     [[nodiscard]] Frame currentFrame() const;
     [[nodiscard]] const Source& source() const { return m_source; }
     [[nodiscard]] const std::optional<std::filesystem::path>& sharedDirectory() const { return m_directory; }
-    [[nodiscard]] bool isCameraOpen() const { return m_session != nullptr; }
+    [[nodiscard]] bool isCameraOpen() const;
 
 private:
     explicit CameraExtension(Dependencies dependencies);
+
+    /// One opening of the physical camera, shared with the capture queue, which never holds the
+    /// extension itself: whoever ends it stops its session.
+    struct CameraRun;
 
     void poll();
     void findDirectory();
@@ -105,14 +112,14 @@ private:
     [[nodiscard]] bool isWatched() const;
     void watchedChanged();
     void tick();
+    void scheduleTick();
     void updateCamera();
     void openCamera();
-    static void configureSession(const std::weak_ptr<CameraExtension>& weak, std::uint64_t generation,
-                                 const std::optional<std::string>& cameraId);
-    void commitSession(std::uint64_t generation, std::shared_ptr<CaptureSession> session, const std::string& name);
-    void cameraFailed(std::uint64_t generation, const std::string& reason);
+    static void configureSession(const std::shared_ptr<CameraRun>& run);
+    void commitSession(const CameraRun& run);
+    void cameraFailed(const CameraRun& run, const std::string& reason);
     void closeCamera();
-    void takeCameraFrame(std::uint64_t generation, Frame frame);
+    void takeCameraFrame(const CameraRun& run, Frame frame);
 
     /// Logs `line` unless it is the one logged last for `slot`, so a lasting problem is told once.
     void tellOnce(std::optional<std::string>& slot, std::string line);
@@ -128,17 +135,17 @@ private:
     Source m_source;
     bool m_shown = false;
     Frame m_still;
-    std::uint64_t m_imageGeneration = 0;
+    /// Counts image requests; read on the image queue too, so that a superseded one is skipped.
+    std::shared_ptr<std::atomic<std::uint64_t>> m_imageGeneration = std::make_shared<std::atomic<std::uint64_t>>(0);
 
     std::shared_ptr<Timer> m_pollTimer;
     std::shared_ptr<Timer> m_frameTimer;
     std::shared_ptr<Timer> m_lingerTimer;
+    /// Frames are due at whole thirtieths of a second from here, so the rate is 30, not 1000 / 33.
+    RunLoop::TimePoint m_framesStart{};
+    std::int64_t m_framesDue = 0;
 
-    /// Counts camera openings, so that late answers of an abandoned one are told apart.
-    std::uint64_t m_cameraGeneration = 0;
-    bool m_cameraOpening = false;
-    std::shared_ptr<CaptureSession> m_session;
-    std::string m_cameraName;
+    std::shared_ptr<CameraRun> m_camera;
     std::optional<Frame> m_cameraFrame;
     RunLoop::TimePoint m_cameraSeen{};
 

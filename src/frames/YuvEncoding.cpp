@@ -89,8 +89,8 @@ void chromaRowInterleaved(const std::uint8_t* __restrict top, const std::uint8_t
         const int b = blockAverage(t, w);
         const int g = blockAverage(t + 1, w + 1);
         const int r = blockAverage(t + 2, w + 2);
-        uv[i * 2] = blueDifference(b, g, r);
-        uv[i * 2 + 1] = redDifference(b, g, r);
+        uv[static_cast<std::ptrdiff_t>(i) * 2] = blueDifference(b, g, r);
+        uv[static_cast<std::ptrdiff_t>(i) * 2 + 1] = redDifference(b, g, r);
     }
 }
 
@@ -218,7 +218,8 @@ bool toNv12(const Frame& frame, YuvMatrix matrix, MutablePlane y, MutablePlane u
         std::uint8_t* uvRow = row(uv, cy);
         chromaRowInterleaved(top, bottom, uvRow, pairs);
         if (width % 2 != 0) {
-            chromaOfLastColumn(top, bottom, width - 1, uvRow + pairs * 2, uvRow + pairs * 2 + 1);
+            chromaOfLastColumn(top, bottom, width - 1, uvRow + static_cast<std::ptrdiff_t>(pairs) * 2,
+                               uvRow + static_cast<std::ptrdiff_t>(pairs) * 2 + 1);
         }
     });
     return true;

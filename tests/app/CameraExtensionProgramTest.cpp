@@ -48,19 +48,23 @@ protected:
     [[nodiscard]] std::optional<Frame> frame() const {
         const auto file = data / "frames";
         std::filesystem::remove(file);
-        if (!testing::runToEnd(
-                session.captureCommand("moritane-camera", "video/x-raw,format=I420,width=640,height=480", 3, file),
-                {})) {
+        // A consumer that gets no frames must not hang the test.
+        auto command =
+            session.captureCommand("moritane-camera", "video/x-raw,format=I420,width=640,height=480", 3, file);
+        command.insert(command.begin(), {"timeout", "10"});
+        if (!testing::runToEnd(command, {})) {
             return std::nullopt;
         }
         const auto bytes = testing::readFile(file);
-        constexpr std::size_t size = 640 * 480 * 3 / 2;
+        constexpr std::size_t luma = 640 * 480;
+        constexpr std::size_t chroma = luma / 4;
+        constexpr std::size_t size = luma + 2 * chroma;
         if (bytes.size() < size) {
             return std::nullopt;
         }
         const auto* last = reinterpret_cast<const std::uint8_t*>(bytes.data()) + bytes.size() - size;
-        return pixels::fromI420({{last, 640 * 480}, 640}, {{last + 640 * 480, 320 * 240}, 320},
-                                {{last + 640 * 480 * 5 / 4, 320 * 240}, 320}, 640, 480);
+        return pixels::fromI420({{last, luma}, 640}, {{last + luma, chroma}, 320},
+                                {{last + luma + chroma, chroma}, 320}, 640, 480);
     }
     /// Whether the centre of the next frames is `colour`, allowing for YUV's rounding; the centre
     /// seen last is kept for the failure's message.

@@ -105,7 +105,7 @@ protected:
                                  {&pipewire, &loopback},
                                  loop,
                                  log,
-                                 [this](std::string label) {
+                                 [this](const std::string& label) {
                                      auto queue = std::make_unique<ManualDispatchQueue>(label);
                                      queues[label] = queue.get();
                                      return queue;
@@ -165,6 +165,7 @@ TEST_F(CameraExtensionTest, TheCameraIsOpenOnlyWhileWatchedAndClosesAfterALinger
     EXPECT_TRUE(capture.sessions().empty()) << "nobody watches: the camera's light stays off";
 
     pipewire.setWatched(true);
+    EXPECT_EQ(pipewire.frames().back().pixel(640, 360), black) << "black while the camera opens";
     settle();
     ASSERT_EQ(capture.sessions().size(), 1U);
     EXPECT_EQ(capture.sessions()[0]->input, "usb-1") << "the first camera that is not the virtual one";
@@ -190,6 +191,15 @@ TEST_F(CameraExtensionTest, TheCameraIsOpenOnlyWhileWatchedAndClosesAfterALinger
     EXPECT_FALSE(extension->isCameraOpen());
     EXPECT_EQ(pipewire.frames().size(), sent) << "no ticks while nobody watches";
     EXPECT_EQ(linesWith("closed camera Desk").size(), 1U);
+}
+
+TEST_F(CameraExtensionTest, ALateDecodeNeverOverridesWhatWasAskedForSince) {
+    showImage("red");
+    extension->start();  // red is asked for, and turned off before it is decoded
+    writeState(R"({"mode":"off"})");
+    loop.advance(CameraExtension::pollInterval);
+    settle();
+    EXPECT_EQ(centre(), black);
 }
 
 TEST_F(CameraExtensionTest, AMissingOrSilentCameraGivesBlackAndIsTriedAgain) {

@@ -24,8 +24,9 @@ struct Encoded {
 Encoded encode(const Frame& frame, YuvMatrix matrix, int width, int height) {
     const int cw = (width + 1) / 2;
     const int ch = (height + 1) / 2;
-    Encoded e{Bytes(cw * 4 * height), Bytes(width * height), Bytes(cw * ch),
-              Bytes(cw * ch),         Bytes(width * height), Bytes(cw * 2 * ch)};
+    const auto bytes = [](int a, int b) { return Bytes(static_cast<std::size_t>(a) * static_cast<std::size_t>(b)); };
+    Encoded e{bytes(cw * 4, height), bytes(width, height), bytes(cw, ch),
+              bytes(cw, ch),         bytes(width, height), bytes(cw * 2, ch)};
     EXPECT_TRUE(toYuy2(frame, matrix, {e.yuy2, cw * 4}));
     EXPECT_TRUE(toI420(frame, matrix, {e.y, width}, {e.u, cw}, {e.v, cw}));
     EXPECT_TRUE(toNv12(frame, matrix, {e.nv12y, width}, {e.nv12uv, cw * 2}));
@@ -69,7 +70,7 @@ TEST(YuvEncodingTest, OddSidesGiveTheLastColumnAndRowTheirOwnChroma) {
     Canvas canvas(3, 3);
     for (int i = 0; i < 9; ++i) {
         const Bgra c = i >= 6 ? Bgra{255, 0, 0, 255} : i % 3 == 2 ? Bgra{0, 0, 255, 255} : Bgra{255, 255, 255, 255};
-        std::copy(c.begin(), c.end(), canvas.data() + i * 4);
+        std::copy(c.begin(), c.end(), canvas.data() + static_cast<std::ptrdiff_t>(i) * 4);
     }
     const Frame frame = std::move(canvas).finish();
     for (const YuvMatrix matrix : {YuvMatrix::bt601, YuvMatrix::bt709}) {

@@ -141,8 +141,8 @@ struct PipeWireCameraSink::Connection {
     static pw_stream_events streamEvents() {
         pw_stream_events events{};
         events.version = PW_VERSION_STREAM_EVENTS;
-        events.state_changed = [](void* sink, pw_stream_state /*old*/, pw_stream_state state, const char* error) {
-            static_cast<PipeWireCameraSink*>(sink)->onStateChanged(state, error);
+        events.state_changed = [](void* sink, pw_stream_state /*old*/, pw_stream_state current, const char* error) {
+            static_cast<PipeWireCameraSink*>(sink)->onStateChanged(current, error);
         };
         events.param_changed = [](void* sink, std::uint32_t id, const spa_pod* param) {
             if (id == SPA_PARAM_Format) {
@@ -239,8 +239,8 @@ void PipeWireCameraSink::connect() {
         for (const auto format : kFormats) {
             spa_video_info_raw info{};
             info.format = format;
-            info.size = SPA_RECTANGLE(static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height));
-            info.framerate = SPA_FRACTION(static_cast<std::uint32_t>(framesPerSecond), 1);
+            info.size = spa_rectangle{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height)};
+            info.framerate = spa_fraction{static_cast<std::uint32_t>(framesPerSecond), 1};
             info.color_range = SPA_VIDEO_COLOR_RANGE_16_235;
             info.color_matrix = size.tag;
             params.push_back(spa_format_video_raw_build(&builder, SPA_PARAM_EnumFormat, &info));

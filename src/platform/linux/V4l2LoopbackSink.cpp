@@ -2,6 +2,7 @@
 
 #include "frames/YuvEncoding.h"
 #include "platform/linux/V4l2CaptureDevices.h"
+#include "support/Files.h"
 
 #include <fmt/format.h>
 
@@ -46,8 +47,9 @@ v4l2_pix_format wantedFormat() {
 
 }  // namespace
 
-KernelLoopbackDevices::KernelLoopbackDevices(std::filesystem::path deviceDirectory)
-    : m_deviceDirectory(std::move(deviceDirectory)) {}
+KernelLoopbackDevices::KernelLoopbackDevices(std::filesystem::path deviceDirectory,
+                                             std::filesystem::path sysfsClassDirectory)
+    : m_deviceDirectory(std::move(deviceDirectory)), m_sysfsClassDirectory(std::move(sysfsClassDirectory)) {}
 
 std::vector<std::filesystem::path> KernelLoopbackDevices::nodes() const {
     std::vector<std::string> names;
@@ -57,6 +59,13 @@ std::vector<std::filesystem::path> KernelLoopbackDevices::nodes() const {
     }
     std::vector<std::filesystem::path> paths;
     for (const auto& name : V4l2CaptureDevices::videoNodeNames(names)) {
+        // The module gives the node its label as its name, which sysfs tells without opening
+        // anything: a camera opened every few seconds would never be let sleep.
+        const auto kernelName = files::readFile(m_sysfsClassDirectory / name / "name", 256);
+        if (kernelName && std::string_view(kernelName.value()).substr(0, kernelName.value().find('\n')) !=
+                              V4l2LoopbackSink::kCardLabel) {
+            continue;
+        }
         paths.push_back(m_deviceDirectory / name);
     }
     return paths;
@@ -159,7 +168,7 @@ void V4l2LoopbackSink::findDevice() {
         noteProblem(fmt::format("V4l2LoopbackSink: {}", node.error().description));
         return;
     }
-    const auto path = node.value();
+    const auto& path = node.value();
     auto opened = m_devices.open(path);
     if (!opened) {
         noteProblem(fmt::format("V4l2LoopbackSink: cannot open {}: {}", path.string(), opened.error().description));

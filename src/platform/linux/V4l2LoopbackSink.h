@@ -44,7 +44,10 @@ public:
 /// The kernel's video nodes under a /dev.
 class KernelLoopbackDevices final : public LoopbackDevices {
 public:
-    explicit KernelLoopbackDevices(std::filesystem::path deviceDirectory = "/dev");
+    /// Lists the nodes in `deviceDirectory` whose name in `sysfsClassDirectory` is our label, or
+    /// that sysfs does not name.
+    explicit KernelLoopbackDevices(std::filesystem::path deviceDirectory = "/dev",
+                                   std::filesystem::path sysfsClassDirectory = "/sys/class/video4linux");
 
     [[nodiscard]] std::vector<std::filesystem::path> nodes() const override;
     [[nodiscard]] std::optional<Identity> identify(const std::filesystem::path& node) const override;
@@ -56,6 +59,7 @@ public:
 
 private:
     std::filesystem::path m_deviceDirectory;
+    std::filesystem::path m_sysfsClassDirectory;
 };
 
 /// The virtual camera on the v4l2loopback device labelled "Moritane", for programs that read

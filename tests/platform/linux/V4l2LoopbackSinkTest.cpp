@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <map>
-#include <ranges>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -32,8 +31,11 @@ struct FakeLoopbackDevices final : LoopbackDevices {
     std::vector<std::vector<std::uint8_t>> written;
 
     std::vector<std::filesystem::path> nodes() const override {
-        const auto paths = std::views::keys(present);
-        return {paths.begin(), paths.end()};
+        std::vector<std::filesystem::path> paths;
+        for (const auto& [path, identity] : present) {
+            paths.push_back(path);
+        }
+        return paths;
     }
     std::optional<Identity> identify(const std::filesystem::path& node) const override {
         const auto found = present.find(node);
