@@ -56,7 +56,7 @@ protected:
             return std::nullopt;
         }
         const auto bytes = testing::readFile(file);
-        constexpr std::size_t luma = 640 * 480;
+        constexpr std::size_t luma = std::size_t{640} * 480;
         constexpr std::size_t chroma = luma / 4;
         constexpr std::size_t size = luma + 2 * chroma;
         if (bytes.size() < size) {
