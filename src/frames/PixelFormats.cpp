@@ -1,5 +1,7 @@
 #include "frames/PixelFormats.h"
 
+#include "frames/PlaneBounds.h"
+
 #include <libyuv/convert_argb.h>
 
 #include <cstddef>
@@ -10,21 +12,6 @@ namespace {
 
 bool sizeFits(int width, int height) {
     return width > 0 && height > 0 && width <= Frame::kMaxSide && height <= Frame::kMaxSide;
-}
-
-/// Whether `rows` rows of `rowBytes` each lie inside the plane; sizes are checked first, so no
-/// product overflows.
-bool holds(const Plane& plane, int rowBytes, int rows) {
-    if (plane.stride < rowBytes) {
-        return false;
-    }
-    const auto needed = static_cast<std::size_t>(plane.stride) * static_cast<std::size_t>(rows - 1) +
-                        static_cast<std::size_t>(rowBytes);
-    return plane.bytes.size() >= needed;
-}
-
-int half(int side) {
-    return (side + 1) / 2;
 }
 
 /// Runs one libyuv converter into a new canvas; it only fails on arguments checked before.

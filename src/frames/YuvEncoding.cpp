@@ -1,5 +1,7 @@
 #include "frames/YuvEncoding.h"
 
+#include "frames/PlaneBounds.h"
+
 #include <libyuv/convert_from_argb.h>
 
 #include <cstddef>
@@ -7,21 +9,6 @@
 
 namespace moritane::pixels {
 namespace {
-
-/// Whether `rows` rows of `rowBytes` each lie inside the plane; a frame's sides are at most
-/// Frame::kMaxSide, so no product overflows.
-bool holds(const MutablePlane& plane, int rowBytes, int rows) {
-    if (plane.stride < rowBytes) {
-        return false;
-    }
-    const auto needed = static_cast<std::size_t>(plane.stride) * static_cast<std::size_t>(rows - 1) +
-                        static_cast<std::size_t>(rowBytes);
-    return plane.bytes.size() >= needed;
-}
-
-int half(int side) {
-    return (side + 1) / 2;
-}
 
 // BT.709 limited range in 8.8 fixed point, as libyuv does BT.601: within one level of the exact
 // values. Each chroma row sums to zero, so greys stay exactly at 128. The offsets carry the
