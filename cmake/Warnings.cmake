@@ -6,5 +6,8 @@ function(moritane_warnings target)
         -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Wmissing-declarations
         # GCC 12 reports std::optional members of aggregates built in initializer lists as
         # maybe-uninitialized at -O2 (GCC bug 105562); the sanitizer build checks the real thing.
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>
+        # PipeWire's and SPA's macros are GNU statement expressions, which clang blames on the
+        # code that uses them.
+        $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression>)
 endfunction()
