@@ -1,5 +1,6 @@
 #include "frames/PixelFormats.h"
 #include "support/Files.h"
+#include "testsupport/Desktop.h"
 #include "testsupport/PipeWireSession.h"
 #include "testsupport/Process.h"
 #include "testsupport/TemporaryDirectory.h"
@@ -66,35 +67,18 @@ protected:
         return pixels::fromI420({{last, luma}, 640}, {{last + luma, chroma}, 320},
                                 {{last + luma + chroma, chroma}, 320}, 640, 480);
     }
-    /// Whether the centre of the next frames is `colour`, allowing for YUV's rounding; the centre
-    /// seen last is kept for the failure's message.
-    [[nodiscard]] bool centreIs(Pixel colour) {
+    /// Whether the centre of the next frames is `colour`, allowing for YUV's rounding.
+    [[nodiscard]] bool centreIs(Pixel colour) const {
         const auto picture = frame();
         if (!picture) {
             return false;
         }
-        lastCentre = picture->pixel(320, 240);
-        return std::equal(colour.begin(), colour.end() - 1, lastCentre.begin(),
+        const auto centre = picture->pixel(320, 240);
+        return std::equal(colour.begin(), colour.end() - 1, centre.begin(),
                           [](int wanted, int seen) { return std::abs(wanted - seen) <= 12; });
     }
     /// Asks again until `condition` holds, at most for `limit`; each question takes a while.
-    [[nodiscard]] std::string describe() const {
-        return "\nlast centre B G R: " + std::to_string(lastCentre[0]) + " " + std::to_string(lastCentre[1]) + " " +
-               std::to_string(lastCentre[2]);
-    }
-    template <typename Condition>
-    static bool eventually(Condition condition, std::chrono::seconds limit = 10s) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-        }
-        return true;
-    }
-
     testing::PipeWireSession session;
-    Pixel lastCentre{};
     testing::TemporaryDirectory data;
     std::filesystem::path shared = data / "K7P3W9XQ2T.org.quelbrand.moritane";
 };
@@ -102,31 +86,31 @@ protected:
 TEST_F(CameraExtensionProgramTest, ShowsBlackTheLibraryImageAndBlackAgainForAnImageThatIsGone) {
     writeState(R"({"mode":"off"})");
     const auto camera = start();
-    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output() << describe();
-    EXPECT_TRUE(centreIs({0, 0, 0, 255})) << camera->output() << describe();
+    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output();
+    EXPECT_TRUE(centreIs({0, 0, 0, 255})) << camera->output();
 
     showImage(40, 200, 90);
-    EXPECT_TRUE(eventually([&] { return centreIs({90, 200, 40, 255}); })) << camera->output() << describe();
+    EXPECT_TRUE(testing::eventually([&] { return centreIs({90, 200, 40, 255}); })) << camera->output();
 
     std::filesystem::remove(shared / "Images/A.ppm");
-    EXPECT_TRUE(eventually([&] { return centreIs({0, 0, 0, 255}); })) << camera->output() << describe();
-    EXPECT_TRUE(camera->waitFor("cannot decode")) << camera->output() << describe();
+    EXPECT_TRUE(testing::eventually([&] { return centreIs({0, 0, 0, 255}); })) << camera->output();
+    EXPECT_TRUE(camera->waitFor("cannot decode")) << camera->output();
 }
 
 TEST_F(CameraExtensionProgramTest, FindsItsDirectoryMadeLaterComesBackAfterAKillRunsOnceAndEndsOnSigterm) {
     std::filesystem::remove_all(shared);
     auto camera = start();
-    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output() << describe();
+    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output();
     EXPECT_TRUE(camera->waitFor("no shared directory"));
     std::filesystem::create_directories(shared / "Images");
     showImage(200, 30, 30);
-    EXPECT_TRUE(eventually([&] { return centreIs({30, 30, 200, 255}); })) << camera->output() << describe();
+    EXPECT_TRUE(testing::eventually([&] { return centreIs({30, 30, 200, 255}); })) << camera->output();
 
     camera->end(SIGKILL);
-    ASSERT_TRUE(eventually([&] { return !session.findNode("Moritane"); }));
+    ASSERT_TRUE(testing::eventually([&] { return !session.findNode("Moritane"); }));
     camera = start();
-    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output() << describe();
-    EXPECT_TRUE(eventually([&] { return centreIs({30, 30, 200, 255}); })) << camera->output() << describe();
+    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output();
+    EXPECT_TRUE(testing::eventually([&] { return centreIs({30, 30, 200, 255}); })) << camera->output();
 
     const auto second = start();
     EXPECT_TRUE(second->waitFor("another moritane-camera runs for this user; ending")) << second->output();

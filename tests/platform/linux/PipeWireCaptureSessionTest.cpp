@@ -7,7 +7,6 @@
 #include "testsupport/PipeWireTestCamera.h"
 
 #include <gtest/gtest.h>
-#include <spa/param/video/format-utils.h>
 
 #include <condition_variable>
 #include <future>
@@ -71,43 +70,6 @@ struct Viewer {
     SerialQueue queue{"capture"};
     const std::unique_ptr<CaptureSession> session;  // stopped before the queue runs what is left
 };
-
-TEST(PipeWireCameraNodeTest, OffersAreTheFormatsWeConvertInTheSizesNearestThePreset) {
-    std::array<std::uint8_t, 1024> storage{};
-    spa_pod_builder builder{};
-    spa_pod_builder_init(&builder, storage.data(), storage.size());
-    spa_rectangle vga{640, 480};
-    spa_rectangle hd{1280, 720};
-    spa_rectangle smallest{160, 120};
-    spa_rectangle largest{1024, 768};
-    spa_rectangle step{16, 8};
-    const auto offers = [&](const void* param) {
-        std::vector<Choice> taken;
-        for (const auto& offer : PipeWireCameraNode::offersOf(*static_cast<const spa_pod*>(param), k720p)) {
-            for (const auto& size : offer.sizes) {
-                taken.push_back({offer.pixelFormat, size});
-            }
-        }
-        return taken;
-    };
-    EXPECT_EQ(offers(spa_pod_builder_add_object(
-                  &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
-                  SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
-                  SPA_FORMAT_VIDEO_format,
-                  SPA_POD_CHOICE_ENUM_Id(3, SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_NV12),
-                  SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_ENUM_Rectangle(3, &vga, &vga, &hd))),
-              (std::vector<Choice>{{V4L2_PIX_FMT_NV12, {640, 480}}, {V4L2_PIX_FMT_NV12, {1280, 720}}}));
-    EXPECT_EQ(offers(spa_pod_builder_add_object(
-                  &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
-                  SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_mjpg),
-                  SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_STEP_Rectangle(&vga, &smallest, &largest, &step))),
-              (std::vector<Choice>{{V4L2_PIX_FMT_MJPEG, {1024, 720}}}));
-    EXPECT_TRUE(offers(spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat,
-                                                  SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
-                                                  SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_h264),
-                                                  SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&hd)))
-                    .empty());
-}
 
 class PipeWireCaptureSessionTest : public ::testing::Test {
 protected:
