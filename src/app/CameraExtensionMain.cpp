@@ -26,6 +26,7 @@
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 namespace {
@@ -35,6 +36,12 @@ using namespace std::chrono_literals;
 
 /// How often a missing v4l2loopback device is looked for, as the module may be loaded later.
 constexpr auto loopbackSearchInterval = 5s;
+
+/// The value of the environment variable `name`, or `fallback` when it is unset or empty.
+std::filesystem::path environmentPath(const char* name, const char* fallback) {
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): read before any thread starts
+    return value != nullptr && *value != '\0' ? value : fallback;
+}
 
 /// Calls `ready` on the main thread whenever `fd` can be read.
 std::unique_ptr<QSocketNotifier> whenReadable(int fd, std::function<void()> ready) {
@@ -56,6 +63,10 @@ int main(int argc, char* argv[]) {
         return 2;
     }
     // Two would publish two cameras of one name and fight over the loopback device.
+    // Where device nodes and their kernel descriptions are read: the system's, unless a test
+    // gives a tree of its own.
+    const auto deviceDirectory = environmentPath("MORITANE_DEVICE_DIRECTORY", "/dev");
+    const auto video4linuxDirectory = environmentPath("MORITANE_VIDEO4LINUX_DIRECTORY", "/sys/class/video4linux");
     const SingleInstance instance(linuxpaths::instanceDirectory(), "moritane-camera");
     if (instance.anotherIsRunning()) {
         log.write("moritane-camera: another moritane-camera runs for this user; ending");
@@ -96,14 +107,14 @@ int main(int argc, char* argv[]) {
 
     PipeWireCameraSink pipewire(loop, log);
     const auto pipewireEvents = whenReadable(pipewire.fd(), [&pipewire] { pipewire.dispatch(); });
-    KernelLoopbackDevices loopbackDevices;
+    KernelLoopbackDevices loopbackDevices(deviceDirectory, video4linuxDirectory);
     V4l2LoopbackSink loopback(loopbackDevices, log);
     loopback.findDevice();
     const auto loopbackSearch =
         loop.scheduleTimer(loopbackSearchInterval, true, TimerModes::common, [&loopback] { loopback.findDevice(); });
 
     const QtImageDecoder decoder;
-    const V4l2CaptureDevices devices;
+    const V4l2CaptureDevices devices(deviceDirectory, video4linuxDirectory);
     V4l2VideoCapture capture(devices);
     const auto extension =
         CameraExtension::create({std::move(candidates),

@@ -1,4 +1,5 @@
 #include "frames/PixelFormats.h"
+#include "platform/linux/VideoNodeTree.h"
 #include "support/Files.h"
 #include "testsupport/Desktop.h"
 #include "testsupport/PipeWireSession.h"
@@ -26,8 +27,9 @@ class CameraExtensionProgramTest : public ::testing::Test {
 protected:
     void SetUp() override { std::filesystem::create_directories(shared / "Images"); }
 
-    [[nodiscard]] std::unique_ptr<testing::ChildProcess> start() const {
-        auto environment = session.environment();
+    [[nodiscard]] std::unique_ptr<testing::ChildProcess> start(std::vector<std::string> environment = {}) const {
+        const auto own = session.environment();
+        environment.insert(environment.end(), own.begin(), own.end());
         environment.push_back("XDG_DATA_HOME=" + data.path().string());
         return std::make_unique<testing::ChildProcess>(std::vector<std::string>{MORITANE_CAMERA}, environment, 2);
     }
@@ -51,21 +53,18 @@ protected:
         std::filesystem::remove(file);
         // A consumer that gets no frames must not hang the test.
         auto command =
-            session.captureCommand("moritane-camera", "video/x-raw,format=I420,width=640,height=480", 3, file);
+            session.captureCommand("moritane-camera", "video/x-raw,format=YUY2,width=640,height=480", 3, file);
         command.insert(command.begin(), {"timeout", "10"});
         if (!testing::runToEnd(command, {})) {
             return std::nullopt;
         }
         const auto bytes = testing::readFile(file);
-        constexpr std::size_t luma = std::size_t{640} * 480;
-        constexpr std::size_t chroma = luma / 4;
-        constexpr std::size_t size = luma + 2 * chroma;
+        constexpr std::size_t size = std::size_t{640} * 480 * 2;
         if (bytes.size() < size) {
             return std::nullopt;
         }
-        const auto* last = reinterpret_cast<const std::uint8_t*>(bytes.data()) + bytes.size() - size;
-        return pixels::fromI420({{last, luma}, 640}, {{last + luma, chroma}, 320},
-                                {{last + luma + chroma, chroma}, 320}, 640, 480);
+        return pixels::fromYuyv(
+            {{reinterpret_cast<const std::uint8_t*>(bytes.data()) + bytes.size() - size, size}, 1280}, 640, 480);
     }
     /// Whether the centre of the next frames is `colour`, allowing for YUV's rounding.
     [[nodiscard]] bool centreIs(Pixel colour) const {
@@ -77,7 +76,6 @@ protected:
         return std::equal(colour.begin(), colour.end() - 1, centre.begin(),
                           [](int wanted, int seen) { return std::abs(wanted - seen) <= 12; });
     }
-    /// Asks again until `condition` holds, at most for `limit`; each question takes a while.
     testing::PipeWireSession session;
     testing::TemporaryDirectory data;
     std::filesystem::path shared = data / "K7P3W9XQ2T.org.quelbrand.moritane";
@@ -86,7 +84,7 @@ protected:
 TEST_F(CameraExtensionProgramTest, ShowsBlackTheLibraryImageAndBlackAgainForAnImageThatIsGone) {
     writeState(R"({"mode":"off"})");
     const auto camera = start();
-    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output();
+    ASSERT_TRUE(session.findNode("Moritane", 10s)) << camera->output();
     EXPECT_TRUE(centreIs({0, 0, 0, 255})) << camera->output();
 
     showImage(40, 200, 90);
@@ -97,10 +95,26 @@ TEST_F(CameraExtensionProgramTest, ShowsBlackTheLibraryImageAndBlackAgainForAnIm
     EXPECT_TRUE(camera->waitFor("cannot decode")) << camera->output();
 }
 
+TEST_F(CameraExtensionProgramTest, ShowsTheCameraWhileWatchedAndClosesItInOff) {
+    // The only camera of a /dev of the test's, which the session manager publishes as the one of its node.
+    const testing::VideoNodeTree tree;
+    tree.add("video7", testing::VideoNodeTree::Node::directory, "Red Camera", "0");
+    const auto red = session.startCamera(tree.dev / "video7", 0xff0000, "Red Camera");
+    writeState(R"({"mode":"camera"})");
+    const auto camera = start(
+        {"MORITANE_DEVICE_DIRECTORY=" + tree.dev.string(), "MORITANE_VIDEO4LINUX_DIRECTORY=" + tree.sysfs.string()});
+    ASSERT_TRUE(session.findNode("Moritane", 10s)) << camera->output();
+    EXPECT_TRUE(testing::eventually([&] { return centreIs({0, 0, 255, 255}); })) << camera->output();
+
+    writeState(R"({"mode":"off"})");
+    EXPECT_TRUE(camera->waitFor("closed camera Red Camera")) << camera->output();
+    EXPECT_TRUE(centreIs({0, 0, 0, 255})) << camera->output();
+}
+
 TEST_F(CameraExtensionProgramTest, FindsItsDirectoryMadeLaterComesBackAfterAKillRunsOnceAndEndsOnSigterm) {
     std::filesystem::remove_all(shared);
     auto camera = start();
-    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output();
+    ASSERT_TRUE(session.findNode("Moritane", 10s)) << camera->output();
     EXPECT_TRUE(camera->waitFor("no shared directory"));
     std::filesystem::create_directories(shared / "Images");
     showImage(200, 30, 30);
@@ -109,7 +123,7 @@ TEST_F(CameraExtensionProgramTest, FindsItsDirectoryMadeLaterComesBackAfterAKill
     camera->end(SIGKILL);
     ASSERT_TRUE(testing::eventually([&] { return !session.findNode("Moritane"); }));
     camera = start();
-    ASSERT_TRUE(session.waitForNode("Moritane")) << camera->output();
+    ASSERT_TRUE(session.findNode("Moritane", 10s)) << camera->output();
     EXPECT_TRUE(testing::eventually([&] { return centreIs({30, 30, 200, 255}); })) << camera->output();
 
     const auto second = start();
