@@ -130,11 +130,6 @@ TEST_F(CameraExtensionTest, ShowsTheLibraryImageFittedAndBlackForWhatCannotBeSho
     settle();
     EXPECT_EQ(centre(), black);
     EXPECT_EQ(linesWith("cannot decode").size(), 1U);
-
-    writeState("garbage");
-    loop.advance(CameraExtension::pollInterval);
-    EXPECT_EQ(extension->source().mode, Constants::CameraMode::off);
-    EXPECT_EQ(linesWith("cannot read state.json").size(), 1U);
 }
 
 TEST_F(CameraExtensionTest, AWatchedChangeIsReadOnceAndAFileReplacedInPlaceIsDecodedAgain) {

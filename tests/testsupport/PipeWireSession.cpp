@@ -1,8 +1,10 @@
 #include "testsupport/PipeWireSession.h"
 
-#include <poll.h>
-#include <sys/inotify.h>
+#include <fmt/format.h>
+
 #include <unistd.h>
+#include <algorithm>
+#include <functional>
 #include <stdexcept>
 
 namespace moritane::testing {
@@ -15,27 +17,6 @@ constexpr auto kStartLimit = 10s;
 // The daemons' own descriptor for the pipe ChildProcess reads: they never write to it, so it
 // never fills, and their standard error goes to /dev/null.
 constexpr int kQuietDescriptor = 3;
-
-/// Waits until `file` exists, watching its directory rather than asking again and again.
-bool waitForFile(const std::filesystem::path& file, std::chrono::steady_clock::time_point deadline) {
-    const int watch = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    ::inotify_add_watch(watch, file.parent_path().c_str(), IN_CREATE | IN_MOVED_TO);
-    bool found = std::filesystem::exists(file);
-    while (!found) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        pollfd descriptor{watch, POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&descriptor, 1, static_cast<int>(left.count())) <= 0) {
-            break;
-        }
-        std::array<char, 4096> events{};
-        while (::read(watch, events.data(), events.size()) > 0) {
-        }
-        found = std::filesystem::exists(file);
-    }
-    ::close(watch);
-    return found;
-}
 
 }  // namespace
 
@@ -74,30 +55,23 @@ void PipeWireSession::stopDaemons() {
 }
 
 void PipeWireSession::startDaemons() {
-    const auto start = std::chrono::steady_clock::now();
-    const auto deadline = start + kStartLimit;
-    m_pipewire.emplace(std::vector<std::string>{"pipewire"}, environment(), kQuietDescriptor);
-    if (!waitForFile(socket(), deadline)) {
-        throw std::runtime_error("PipeWire did not start");
-    }
-    m_wireplumber.emplace(std::vector<std::string>{"wireplumber"}, environment(), kQuietDescriptor);
-    const auto connected = [&] {
-        for (const auto& object : dump()) {
-            if (object.value("type", "") == "PipeWire:Interface:Client" &&
-                object["info"]["props"].value("application.name", "") == "WirePlumber") {
-                return true;
+    const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
+    // Each dump is the pause before the next: it fails at once until PipeWire answers, and
+    // WirePlumber, which needs PipeWire there, connects some time after its start.
+    const auto waitFor = [&](const char* what, const std::function<bool(const nlohmann::json&)>& found) {
+        for (auto objects = dump(); !std::any_of(objects.begin(), objects.end(), found); objects = dump()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                throw std::runtime_error(fmt::format("{} did not start", what));
             }
         }
-        return false;
     };
-    // Each dump is the pause before the next: the socket exists a moment before PipeWire answers,
-    // and WirePlumber connects some time after.
-    while (!connected()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            throw std::runtime_error("WirePlumber did not connect to PipeWire");
-        }
-    }
-    m_startDuration = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+    m_pipewire.emplace(std::vector<std::string>{"pipewire"}, environment(), kQuietDescriptor);
+    waitFor("PipeWire", [](const nlohmann::json&) { return true; });
+    m_wireplumber.emplace(std::vector<std::string>{"wireplumber"}, environment(), kQuietDescriptor);
+    waitFor("WirePlumber", [](const nlohmann::json& object) {
+        return object.value("type", "") == "PipeWire:Interface:Client" &&
+               object["info"]["props"].value("application.name", "") == "WirePlumber";
+    });
 }
 
 nlohmann::json PipeWireSession::dump() const {
@@ -106,24 +80,18 @@ nlohmann::json PipeWireSession::dump() const {
     return objects.is_array() ? objects : nlohmann::json::array();
 }
 
-std::optional<nlohmann::json> PipeWireSession::findNode(const std::string& description) const {
-    for (const auto& object : dump()) {
-        if (object.value("type", "") == "PipeWire:Interface:Node" && object.contains("info") &&
-            object["info"]["props"].value("node.description", "") == description) {
-            return object["info"]["props"];
-        }
-    }
-    return std::nullopt;
-}
-
-std::optional<nlohmann::json> PipeWireSession::waitForNode(const std::string& description,
-                                                           std::chrono::milliseconds limit) const {
+std::optional<nlohmann::json> PipeWireSession::findNode(const std::string& description,
+                                                        std::chrono::milliseconds limit) const {
     const auto deadline = std::chrono::steady_clock::now() + limit;
-    auto node = findNode(description);
-    while (!node && std::chrono::steady_clock::now() < deadline) {
-        node = findNode(description);
-    }
-    return node;
+    do {
+        for (const auto& object : dump()) {
+            if (object.value("type", "") == "PipeWire:Interface:Node" && object.contains("info") &&
+                object["info"]["props"].value("node.description", "") == description) {
+                return object["info"]["props"];
+            }
+        }
+    } while (std::chrono::steady_clock::now() < deadline);
+    return std::nullopt;
 }
 
 std::vector<std::string> PipeWireSession::captureCommand(const std::string& target, const std::string& caps, int frames,
@@ -143,6 +111,24 @@ std::vector<std::string> PipeWireSession::captureCommand(const std::string& targ
                                             "location=" + file.string()};
     command.insert(command.end(), consumer.begin(), consumer.end());
     return command;
+}
+
+std::unique_ptr<ChildProcess> PipeWireSession::startCamera(const std::filesystem::path& device, std::uint32_t rgb,
+                                                           const std::string& description) const {
+    const auto properties =
+        fmt::format(R"(stream-properties="props,media.class=Video/Source,node.description=\"{}\",api.v4l2.path=\"{}\",)"
+                    R"(object.path=\"v4l2:{}\",device.api=v4l2")",
+                    description, device.string(), device.string());
+    auto camera = std::make_unique<ChildProcess>(
+        std::vector<std::string>{"gst-launch-1.0", "-q", "videotestsrc", "is-live=true", "pattern=solid-color",
+                                 fmt::format("foreground-color={:#x}", 0xff000000U | rgb), "!",
+                                 "video/x-raw,format=YUY2,width=640,height=360,framerate=30/1", "!", "pipewiresink",
+                                 "mode=provide", properties},
+        environment(), STDERR_FILENO);
+    if (!findNode(description, kStartLimit)) {
+        throw std::runtime_error("the test camera was not published: " + camera->output());
+    }
+    return camera;
 }
 
 }  // namespace moritane::testing

@@ -6,7 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,11 +42,10 @@ public:
 
     /// Every object `pw-dump` lists, as its JSON.
     [[nodiscard]] nlohmann::json dump() const;
-    /// The properties of the node whose "node.description" is `description`; none when absent.
-    [[nodiscard]] std::optional<nlohmann::json> findNode(const std::string& description) const;
-    /// The same, asking again until it is there or `limit` has passed.
-    [[nodiscard]] std::optional<nlohmann::json> waitForNode(
-        const std::string& description, std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+    /// The properties of the node whose "node.description" is `description`, asking again until it
+    /// is there or `limit` has passed; none when absent.
+    [[nodiscard]] std::optional<nlohmann::json> findNode(const std::string& description,
+                                                         std::chrono::milliseconds limit = {}) const;
 
     /// A consumer as a program in this session: GStreamer's pipewiresrc takes `frames` buffers of
     /// `caps` (e.g. "video/x-raw,format=YUY2,width=1280,height=720") from the node `target` (its
@@ -53,8 +54,12 @@ public:
     [[nodiscard]] std::vector<std::string> captureCommand(const std::string& target, const std::string& caps,
                                                           int frames, const std::filesystem::path& file) const;
 
-    /// How long the last start of PipeWire and WirePlumber took until both were usable.
-    [[nodiscard]] std::chrono::milliseconds startDuration() const { return m_startDuration; }
+    /// A camera as the session manager publishes a V4L2 one: a Video/Source node described as
+    /// `description` that names the device node `device` and sends YUY2 640x360 frames of the
+    /// colour `rgb` (0xRRGGBB), 30 a second, from GStreamer. Returns once the node is published;
+    /// throws std::runtime_error when it is not. The node goes with the process.
+    [[nodiscard]] std::unique_ptr<ChildProcess> startCamera(const std::filesystem::path& device, std::uint32_t rgb,
+                                                            const std::string& description) const;
 
 private:
     TemporaryDirectory m_directory;
@@ -62,7 +67,6 @@ private:
     std::string m_busAddress;
     std::optional<ChildProcess> m_pipewire;
     std::optional<ChildProcess> m_wireplumber;
-    std::chrono::milliseconds m_startDuration{};
 };
 
 }  // namespace moritane::testing

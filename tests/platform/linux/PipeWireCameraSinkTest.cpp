@@ -3,8 +3,8 @@
 #include "platform/qt/QtRunLoop.h"
 #include "platform/sim/CapturingLog.h"
 #include "testsupport/PipeWireSession.h"
+#include "testsupport/QtWait.h"
 
-#include <QEventLoop>
 #include <QProcess>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -22,6 +22,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::PipeWireSession;
+using testing::runUntil;
 
 using Yuv = std::array<int, 3>;
 
@@ -58,21 +59,6 @@ protected:
             }
         });
         frames.start(1000 / FrameSink::framesPerSecond);
-    }
-
-    /// Runs the event loop until `done` holds; false when `limit` passes first.
-    static bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 10s) {
-        QEventLoop loop;
-        QTimer check;
-        QObject::connect(&check, &QTimer::timeout, [&] {
-            if (done()) {
-                loop.quit();
-            }
-        });
-        check.start(5);
-        QTimer::singleShot(limit, &loop, &QEventLoop::quit);
-        loop.exec();
-        return done();
     }
 
     /// Runs a consumer of `frames` pictures to its end while the sink goes on; what it read.
@@ -147,13 +133,13 @@ TEST_F(PipeWireCameraSinkTest, WaitsForPipeWireAndComesBackAfterLosingIt) {
     session.startDaemons();
     ASSERT_TRUE(runUntil([&] { return sink->nodeId().has_value(); }, PipeWireCameraSink::kRetryInterval + 5s));
     const auto first = *sink->nodeId();
-    ASSERT_TRUE(session.waitForNode("Moritane"));
+    ASSERT_TRUE(session.findNode("Moritane", 10s));
 
     session.stopDaemons();
     ASSERT_TRUE(runUntil([&] { return !sink->nodeId(); }));
     session.startDaemons();
     ASSERT_TRUE(runUntil([&] { return sink->nodeId().has_value(); }, PipeWireCameraSink::kRetryInterval + 5s));
-    ASSERT_TRUE(session.waitForNode("Moritane"));
+    ASSERT_TRUE(session.findNode("Moritane", 10s));
 
     const auto published = "PipeWireCameraSink: connected to PipeWire; the camera \"Moritane\" is node ";
     EXPECT_EQ(log.lines(), (std::vector<std::string>{

@@ -3,8 +3,8 @@
 #include "VideoNodeTree.h"
 #include "platform/linux/V4l2VideoCapture.h"
 #include "support/SerialQueue.h"
+#include "testsupport/Desktop.h"
 #include "testsupport/PipeWireSession.h"
-#include "testsupport/PipeWireTestCamera.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +16,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::PipeWireSession;
-using testing::PipeWireTestCamera;
-using Choice = V4l2CaptureSession::StreamChoice;
-using Yuv = std::array<std::uint8_t, 3>;
 
-constexpr Yuv kRed{81, 90, 240};
-constexpr Yuv kGreen{145, 54, 34};
+constexpr std::uint32_t kRed = 0xff0000;
+constexpr std::uint32_t kGreen = 0x00ff00;
 constexpr FrameSize k720p = VideoCapture::preset1280x720;
 
 /// One session of `capture` on a capture queue of its own, and what its handler was given.
@@ -77,11 +74,10 @@ protected:
 };
 
 TEST_F(PipeWireCaptureSessionTest, FindsTheNodeOfADeviceNodeAndSaysAtOnceWhenThereIsNoPipeWire) {
-    const PipeWireTestCamera camera(session.socket(), "/dev/video7", kRed);
+    const auto camera = session.startCamera("/dev/video7", kRed, "Test Camera");
     const auto found = PipeWireCameraNode::find("/dev/video7", k720p, session.socket(), 2s);
     ASSERT_TRUE(found) << found.error().description;
     EXPECT_EQ(found.value().description, "Test Camera");
-    EXPECT_EQ(V4l2CaptureSession::chooseStream(found.value().offers, k720p), (Choice{V4L2_PIX_FMT_YUYV, {640, 360}}));
     EXPECT_EQ(PipeWireCameraNode::find("/dev/video8", k720p, session.socket(), 2s).error().description,
               "PipeWire has no camera for /dev/video8");
 
@@ -98,8 +94,8 @@ TEST_F(PipeWireCaptureSessionTest, TwoSessionsShareACameraUntilStoppedOrUntilIts
     for (const auto* name : {"video7", "video8", "video9"}) {
         tree.add(name, testing::VideoNodeTree::Node::directory, name, "0");
     }
-    auto red = std::make_unique<PipeWireTestCamera>(session.socket(), (tree.dev / "video7").string(), kRed);
-    const PipeWireTestCamera green(session.socket(), (tree.dev / "video8").string(), kGreen);
+    auto red = session.startCamera(tree.dev / "video7", kRed, "Red");
+    const auto green = session.startCamera(tree.dev / "video8", kGreen, "Green");
     V4l2VideoCapture capture(V4l2CaptureDevices(tree.dev, tree.sysfs), session.socket());
     // A camera that PipeWire does not know is read from its device node.
     EXPECT_EQ(Viewer(capture, "video9").error->description,
@@ -125,10 +121,7 @@ TEST_F(PipeWireCaptureSessionTest, TwoSessionsShareACameraUntilStoppedOrUntilIts
 
     // Gone, the camera is not replaced by another: the session manager ends the stream.
     red.reset();
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (session.findNode("Moritane camera input") && std::chrono::steady_clock::now() < deadline) {
-    }
-    EXPECT_FALSE(session.findNode("Moritane camera input"));
+    EXPECT_TRUE(testing::eventually([&] { return !session.findNode("Moritane camera input"); }, 5s));
     second.drain();
     EXPECT_TRUE(second.showsRed());
 }

@@ -69,7 +69,7 @@ struct V4l2LoopbackSinkTest : ::testing::Test {
     V4l2LoopbackSink sink{devices, log};
     int changes = 0;
 
-    V4l2LoopbackSinkTest() {
+    void SetUp() override {
         sink.setWatchedChanged([this] { ++changes; });
     }
 };

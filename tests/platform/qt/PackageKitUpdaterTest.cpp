@@ -3,6 +3,7 @@
 #include "platform/qt/PackageKitTransaction.h"
 #include "platform/sim/CapturingLog.h"
 #include "testsupport/Process.h"
+#include "testsupport/QtWait.h"
 
 #include <QApplication>
 #include <QDBusConnectionInterface>
@@ -18,13 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-bool runUntil(const std::function<bool()>& done) {
-    const QDeadlineTimer limit(20s);
-    while (!done() && !limit.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-    }
-    return done();
-}
+using testing::runUntil;
 
 /// A bus of the test's own, standing for the system bus: the stock session configuration lets the
 /// one user do everything and activates no PackageKit. With PackageKit on its dummy back-end.
