@@ -105,6 +105,7 @@ void LinuxSystemExtensionService::findEmbedded(const Request& request) {
         endActivation(request, failure(extensionNotFound, fmt::format("extension not found: {}", reason)));
         return;
     }
+    write(fmt::format("activating the camera extension {}", describe(embedded.value())));
     std::optional<ExtensionCopy> current;
     for (const auto& copy : m_dependencies.copies.installed()) {
         if (copy.isCurrent) {
@@ -143,6 +144,7 @@ void LinuxSystemExtensionService::deploy(const Request& request, const Extension
         endActivation(request, failure(unknownError, error->description));
         return;
     }
+    write("moritane-camera is set to start with the session");
     // A module that does not load costs the devices that read /dev/video*, not the camera: the
     // daemon starts all the same, and the activation then reports why the module is missing.
     auto loopbackError = prepareLoopback(request);
