@@ -11,8 +11,9 @@ namespace moritane {
 
 // What the Linux system-extension service drives to install, register and start the camera
 // extension. Every operation may block (disk, D-Bus, an authentication dialog): the service calls
-// them on a worker queue, never on the main thread. Their errors carry the system's own
-// description; the service turns them into the installer's vocabulary.
+// them on worker queues, never on the main thread. What is installed and registered is asked while
+// an activation may be changing it on another thread, so the queries must bear that. Their errors
+// carry the system's own description; the service turns them into the installer's vocabulary.
 
 /// One copy of the camera extension: a directory with its Info.json and its program.
 struct ExtensionCopy {
