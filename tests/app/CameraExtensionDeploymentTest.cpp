@@ -27,7 +27,7 @@ protected:
     }
     /// An embedded copy of the program from the build tree, of the given versions.
     [[nodiscard]] std::filesystem::path embedded(const std::string& shortVersion, const std::string& build) const {
-        const auto directory = data / ("embedded-" + build);
+        auto directory = data / ("embedded-" + build);
         std::filesystem::create_directories(directory);
         std::filesystem::copy_file(MORITANE_CAMERA, directory / "moritane-camera");
         testing::writeFile(directory / "Info.json", R"({"CFBundleShortVersionString":")" + shortVersion +

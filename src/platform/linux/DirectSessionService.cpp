@@ -281,6 +281,7 @@ std::optional<Error> DirectSessionService::start() const {
                          [](const std::string& variable) { return !variable.starts_with("NOTIFY_SOCKET="); });
     environment.push_back("NOTIFY_SOCKET=@" + name);
     std::vector<char*> variables;
+    variables.reserve(environment.size() + 1);
     for (auto& variable : environment) {
         variables.push_back(variable.data());
     }

@@ -133,21 +133,20 @@ Result<ExtensionCopy> DiskExtensionCopies::embedded() const {
 }
 
 std::vector<ExtensionCopy> DiskExtensionCopies::installed() const {
-    std::vector<std::pair<std::string, ExtensionCopy>> named;
-    const auto current = currentName();
+    std::vector<std::filesystem::path> directories;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(m_root, error)) {
-        auto name = entry.path().filename().string();
-        if (name.starts_with('.') || !entry.is_directory(error) || entry.is_symlink(error)) {
-            continue;
+        if (!entry.path().filename().string().starts_with('.') && entry.is_directory(error) &&
+            !entry.is_symlink(error)) {
+            directories.push_back(entry.path());
         }
-        auto copy = readCopy(entry.path(), name == current);
-        named.emplace_back(std::move(name), std::move(copy));
     }
-    std::ranges::sort(named, {}, &std::pair<std::string, ExtensionCopy>::first);
+    std::ranges::sort(directories);
+    const auto current = currentName();
     std::vector<ExtensionCopy> copies;
-    for (auto& [name, copy] : named) {
-        copies.push_back(std::move(copy));
+    copies.reserve(directories.size());
+    for (const auto& directory : directories) {
+        copies.push_back(readCopy(directory, directory.filename() == current));
     }
     return copies;
 }

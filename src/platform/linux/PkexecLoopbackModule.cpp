@@ -37,6 +37,7 @@ Run run(const std::vector<std::string>& command) {
         return {-1, fmt::format("cannot make a pipe: {}", std::generic_category().message(errno))};
     }
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const auto& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));  // NOLINT(cppcoreguidelines-pro-type-const-cast)
     }

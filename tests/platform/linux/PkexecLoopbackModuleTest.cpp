@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace moritane {
 namespace {
 
@@ -41,17 +43,18 @@ TEST_F(PkexecLoopbackModuleTest, IsLoadedWhereSysfsListsItAndInstalledWhereModpr
 }
 
 TEST_F(PkexecLoopbackModuleTest, LoadsThroughPkexecAndTellsADismissedDialogAndSecureBootFromOtherFailures) {
-    const struct {
+    struct Row {
         int status;
         std::string says;
         Outcome outcome;
-    } rows[] = {
-        {0, "", Outcome::loaded},
-        {126, "", Outcome::dismissed},
-        {127, "Error executing command as another user: Not authorized\n", Outcome::dismissed},
-        {1, "modprobe: ERROR: could not insert 'v4l2loopback': Key was rejected by service\n",
-         Outcome::refusedByPolicy},
-        {1, "modprobe: ERROR: could not insert 'v4l2loopback': Exec format error\n", Outcome::failed},
+    };
+    const std::array rows{
+        Row{0, "", Outcome::loaded},
+        Row{126, "", Outcome::dismissed},
+        Row{127, "Error executing command as another user: Not authorized\n", Outcome::dismissed},
+        Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Key was rejected by service\n",
+            Outcome::refusedByPolicy},
+        Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Exec format error\n", Outcome::failed},
     };
     for (const auto& row : rows) {
         answer("pkexec", row.status, row.says);
