@@ -98,26 +98,24 @@ LoopbackModule::LoadResult PkexecLoopbackModule::load() {
     std::vector<std::string> command{m_programs.pkexec.string(), m_programs.modprobe.string(), std::string(kModule)};
     command.insert(command.end(), kOptions.begin(), kOptions.end());
     const auto loading = run(command);
-    auto output = trimmed(loading.output);
+    const auto said = trimmed(loading.output);
+    // What was said, or else what the exit told.
+    const auto describe = [&said](const std::string& fallback) { return said.empty() ? fallback : said; };
     if (!WIFEXITED(loading.status)) {
-        return {
-            LoadOutcome::failed,
-            output.empty() ? fmt::format("{} was killed by signal {}", command[0], WTERMSIG(loading.status)) : output};
+        return {LoadOutcome::failed, describe(fmt::format("pkexec was killed by signal {}", WTERMSIG(loading.status)))};
     }
     switch (const int status = WEXITSTATUS(loading.status)) {
     case 0:
-        return {LoadOutcome::loaded, std::move(output)};
+        return {LoadOutcome::loaded, said};
     case kDismissed:
+        return {LoadOutcome::dismissed, describe("the administrator's authentication was dismissed")};
     case kNotAuthorised:
-        return {
-            LoadOutcome::dismissed,
-            output.empty() ? fmt::format("{} ended with exit status {}: not authorised", command[0], status) : output};
+        return {LoadOutcome::dismissed, describe("not authorised to load v4l2loopback")};
     default:
-        if (output.find("Key was rejected by service") != std::string::npos) {
-            return {LoadOutcome::refusedByPolicy, std::move(output)};
+        if (said.find("Key was rejected by service") != std::string::npos) {
+            return {LoadOutcome::refusedByPolicy, said};
         }
-        return {LoadOutcome::failed,
-                output.empty() ? fmt::format("{} ended with exit status {}", command[1], status) : output};
+        return {LoadOutcome::failed, describe(fmt::format("modprobe ended with exit status {}", status))};
     }
 }
 
