@@ -23,6 +23,7 @@
 #include <fmt/format.h>
 
 #include <sys/signalfd.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
@@ -127,6 +128,8 @@ int main(int argc, char* argv[]) {
                                  log,
                                  [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }});
     extension->start();
+    // Whoever started it, the user's service manager or the application, waits for this.
+    sd_notify(0, "READY=1");
     const int status = QCoreApplication::exec();
     extension->stop();
     loopbackSearch->invalidate();

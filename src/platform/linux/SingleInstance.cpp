@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <system_error>
 #include <thread>
@@ -54,6 +55,12 @@ SingleInstance::SingleInstance(std::filesystem::path directory, std::string_view
         } else {
             m_lockError = systemError(fmt::format("cannot lock {}", lockPath.string()), code);
         }
+        return;
+    }
+    // Whoever must end the holder reads its id here; the lock, not the id, says whether it runs.
+    // Without it they say that they cannot end it, which is no reason for this one not to run.
+    if (::ftruncate(m_lock, 0) == 0) {
+        ::dprintf(m_lock, "%d\n", ::getpid());
     }
 }
 

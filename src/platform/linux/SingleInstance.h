@@ -17,7 +17,8 @@ namespace moritane {
 /// a crash leaves nothing that stops the next start.
 class SingleInstance {
 public:
-    /// Tries to take the lock `<name>.lock` in `directory`; the socket is `<name>.socket`.
+    /// Tries to take the lock `<name>.lock` in `directory` and writes the process id into it; the
+    /// socket is `<name>.socket`.
     explicit SingleInstance(std::filesystem::path directory, std::string_view name = "moritane");
     SingleInstance(const SingleInstance&) = delete;
     SingleInstance& operator=(const SingleInstance&) = delete;

@@ -1,13 +1,12 @@
 #include "platform/linux/XdgAutostartLoginItemService.h"
 
+#include "platform/linux/DesktopEntry.h"
 #include "platform/linux/LinuxPaths.h"
 #include "support/Files.h"
 
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <map>
-#include <sstream>
 
 namespace moritane {
 
@@ -15,72 +14,6 @@ namespace {
 
 constexpr std::size_t kMaxEntryBytes = std::size_t{64} * 1024;
 constexpr std::string_view kDomain = "LoginItem";
-
-/// The keys of the "[Desktop Entry]" group; of a key written twice the later counts, as desktops read it.
-std::map<std::string, std::string, std::less<>> desktopEntryKeys(const std::string& content) {
-    std::map<std::string, std::string, std::less<>> keys;
-    std::istringstream lines(content);
-    bool inGroup = false;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.empty() || line.front() == '#') {
-            continue;
-        }
-        if (line.front() == '[') {
-            inGroup = line == "[Desktop Entry]";
-            continue;
-        }
-        const auto equals = line.find('=');
-        if (!inGroup || equals == std::string::npos) {
-            continue;
-        }
-        auto trim = [](const std::string& text) {
-            const auto first = text.find_first_not_of(" \t");
-            const auto last = text.find_last_not_of(" \t\r");
-            return first == std::string::npos ? std::string{} : text.substr(first, last - first + 1);
-        };
-        keys.insert_or_assign(trim(line.substr(0, equals)), trim(line.substr(equals + 1)));
-    }
-    return keys;
-}
-
-bool isTrue(const std::map<std::string, std::string, std::less<>>& keys, std::string_view key) {
-    const auto found = keys.find(key);
-    return found != keys.end() && found->second == "true";
-}
-
-bool isFalse(const std::map<std::string, std::string, std::less<>>& keys, std::string_view key) {
-    const auto found = keys.find(key);
-    return found != keys.end() && found->second == "false";
-}
-
-/// One argument of an Exec key: quoted, with the characters that quoting does not protect escaped,
-/// then escaped again as a desktop entry's string value.
-std::optional<std::string> execArgument(const std::string& argument) {
-    std::string quoted = "\"";
-    for (const char character : argument) {
-        switch (character) {
-        case '"':
-        case '`':
-        case '$':
-            quoted += R"(\\)";  // a backslash, itself escaped in the string value
-            quoted += character;
-            break;
-        case '\\':
-            quoted += R"(\\\\)";
-            break;
-        case '%':
-            quoted += "%%";
-            break;
-        case '\n':
-        case '\r':
-        case '\t':
-            return std::nullopt;
-        default:
-            quoted += character;
-        }
-    }
-    return quoted + "\"";
-}
 
 }  // namespace
 
@@ -97,7 +30,7 @@ std::filesystem::path XdgAutostartLoginItemService::userAutostartDirectory() {
 }
 
 Result<std::string> XdgAutostartLoginItemService::entryFor(const std::filesystem::path& program) {
-    const auto exec = execArgument(program.string());
+    const auto exec = desktopentry::execArgument(program.string());
     if (!program.is_absolute() || !exec) {
         return Error{std::string(kDomain), EINVAL,
                      fmt::format("the program's path {} cannot be written in an autostart entry", program.string())};
@@ -121,15 +54,16 @@ XdgAutostartLoginItemService::Entry XdgAutostartLoginItemService::readEntry() co
     if (!content) {
         return files::exists(m_entry) ? Entry::somebodyElses : Entry::none;
     }
-    const auto keys = desktopEntryKeys(content.value());
-    if (!isTrue(keys, ownerKey)) {
+    const auto keys = desktopentry::keys(content.value());
+    if (!desktopentry::isTrue(keys, ownerKey)) {
         return Entry::somebodyElses;
     }
     // The desktop's own switches, which its settings set to turn an entry off without removing it.
-    const bool disabled = isTrue(keys, "Hidden") || isFalse(keys, "X-GNOME-Autostart-enabled");
+    const bool disabled =
+        desktopentry::isTrue(keys, "Hidden") || desktopentry::isFalse(keys, "X-GNOME-Autostart-enabled");
     // An entry left by a copy of the program installed elsewhere does not start this one.
     const auto exec = keys.find("Exec");
-    const bool startsThisProgram = exec != keys.end() && exec->second == execArgument(m_program.string());
+    const bool startsThisProgram = exec != keys.end() && exec->second == desktopentry::execArgument(m_program.string());
     return disabled || !startsThisProgram ? Entry::ourDisabled : Entry::ours;
 }
 

@@ -1,0 +1,74 @@
+#include "platform/linux/PkexecLoopbackModule.h"
+
+#include "testsupport/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+namespace moritane {
+namespace {
+
+using Outcome = LoopbackModule::LoadOutcome;
+
+/// pkexec and modprobe as scripts that say and end as the test wants, each recording its arguments.
+class PkexecLoopbackModuleTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::create_directories(directory / "module");
+        for (const auto* program : {"pkexec", "modprobe"}) {
+            testing::writeFile(
+                directory / program,
+                "#!/bin/sh\necho \"$*\" > \"$0.arguments\"; cat \"$0.says\"; exit $(cat \"$0.status\")\n");
+            std::filesystem::permissions(directory / program, std::filesystem::perms::owner_all);
+        }
+    }
+    void answer(const char* program, int status, const std::string& says = "") const {
+        testing::writeFile(directory / (std::string(program) + ".status"), std::to_string(status));
+        testing::writeFile(directory / (std::string(program) + ".says"), says);
+    }
+
+    testing::TemporaryDirectory directory;
+    PkexecLoopbackModule module{{directory / "module", directory / "pkexec", directory / "modprobe"}};
+};
+
+TEST_F(PkexecLoopbackModuleTest, IsLoadedWhereSysfsListsItAndInstalledWhereModprobeFindsIt) {
+    answer("modprobe", 1, "modprobe: FATAL: Module v4l2loopback not found in directory /lib/modules/6.1.0\n");
+    EXPECT_EQ(module.state(), LoopbackModule::State::notInstalled);
+    answer("modprobe", 0);
+    EXPECT_EQ(module.state(), LoopbackModule::State::notLoaded);
+    EXPECT_EQ(testing::readFile(directory / "modprobe.arguments"), "--dry-run --quiet v4l2loopback\n");
+    std::filesystem::create_directories(directory / "module/v4l2loopback");
+    EXPECT_EQ(module.state(), LoopbackModule::State::loaded);
+}
+
+TEST_F(PkexecLoopbackModuleTest, LoadsThroughPkexecAndTellsADismissedDialogAndSecureBootFromOtherFailures) {
+    struct Row {
+        int status;
+        std::string says;
+        Outcome outcome;
+    };
+    const std::array rows{
+        Row{0, "", Outcome::loaded},
+        Row{126, "", Outcome::dismissed},
+        Row{127, "Error executing command as another user: Not authorized\n", Outcome::dismissed},
+        Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Key was rejected by service\n",
+            Outcome::refusedByPolicy},
+        Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Exec format error\n", Outcome::failed},
+    };
+    for (const auto& row : rows) {
+        answer("pkexec", row.status, row.says);
+        const auto result = module.load();
+        EXPECT_EQ(result.outcome, row.outcome) << row.says;
+        EXPECT_NE(result.description.find(row.says.substr(0, row.says.find('\n'))), std::string::npos)
+            << result.description;
+    }
+    EXPECT_EQ(testing::readFile(directory / "pkexec.arguments"),
+              (directory / "modprobe").string() + " v4l2loopback devices=1 exclusive_caps=1 card_label=Moritane\n");
+
+    PkexecLoopbackModule withoutPkexec({directory / "module", directory / "none", directory / "modprobe"});
+    EXPECT_EQ(withoutPkexec.load().outcome, Outcome::failed);
+}
+
+}  // namespace
+}  // namespace moritane
