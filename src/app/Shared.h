@@ -5,11 +5,15 @@
 #include "camera/SharedStore.h"
 #include "extension/SystemExtensionInstaller.h"
 #include "library/ImageManager.h"
-#include "platform/linux/AbsentSystemExtensionService.h"
 #include "platform/linux/DeviceNodeCameraAuthorization.h"
+#include "platform/linux/DirectSessionService.h"
+#include "platform/linux/DiskExtensionCopies.h"
 #include "platform/linux/GnomeSymbolicHotKeys.h"
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/JsonFileDefaults.h"
+#include "platform/linux/LinuxPaths.h"
+#include "platform/linux/LinuxSystemExtensionService.h"
+#include "platform/linux/PkexecLoopbackModule.h"
 #include "platform/linux/SingleInstance.h"
 #include "platform/linux/StderrLog.h"
 #include "platform/linux/UdevCameraMonitor.h"
@@ -102,7 +106,16 @@ private:
     PackageKitUpdater m_updater{m_localization, m_log, "moritane"};
     SharedInstance<CameraManager> m_cameraManager;
     SharedInstance<ImageManager> m_imageManager;
-    AbsentSystemExtensionService m_extensionService{m_runLoop};
+    DiskExtensionCopies m_extensionCopies{linuxpaths::resourceDirectory() /
+                                              SystemExtensionInstaller::systemExtensionsDirectory /
+                                              SystemExtensionInstaller::embeddedBundleName,
+                                          DiskExtensionCopies::userInstalledRoot()};
+    std::unique_ptr<SessionService> m_extensionSession =
+        DirectSessionService::forUser(m_extensionCopies.currentProgram());
+    PkexecLoopbackModule m_loopbackModule;
+    LinuxSystemExtensionService m_extensionService{
+        {m_extensionCopies, *m_extensionSession, m_loopbackModule, m_runLoop, m_log,
+         [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }}};
     SharedInstance<SystemExtensionInstaller> m_installer;
     Subscription m_extensionStatusLog;
     NotificationCenter m_notificationCenter;

@@ -20,12 +20,7 @@ using namespace std::chrono_literals;
 class CameraExtensionDeploymentTest : public ::testing::Test {
 protected:
     void TearDown() override {
-        // Checked by name: a daemon that ended long ago may have left its id to another process.
-        const pid_t pid = daemon();
-        if (pid > 0 && testing::readFile("/proc/" + std::to_string(pid) + "/comm") == "moritane-camera\n") {
-            ::kill(pid, SIGTERM);
-            EXPECT_TRUE(testing::eventually([pid] { return ::kill(pid, 0) != 0; }));
-        }
+        EXPECT_TRUE(testing::endDaemon(session.runtimeDirectory() / "moritane-camera.lock", "moritane-camera"));
     }
     /// An embedded copy of the program from the build tree, of the given versions.
     [[nodiscard]] std::filesystem::path embedded(const std::string& shortVersion, const std::string& build) const {

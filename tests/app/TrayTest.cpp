@@ -20,6 +20,10 @@ protected:
         std::filesystem::create_directories(home / ".config/moritane");
         testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
     }
+    // With onboarding done, the program installs and starts the camera.
+    void TearDown() override {
+        EXPECT_TRUE(testing::endDaemon(home / "runtime/moritane-camera.lock", "moritane-camera"));
+    }
 
     [[nodiscard]] std::vector<std::string> visibleWindows() const { return desktop.visibleWindows("moritane"); }
     [[nodiscard]] testing::ChildProcess start() const { return desktop.start(MORITANE_PROGRAM, home.path()); }

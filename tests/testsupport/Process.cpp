@@ -1,12 +1,16 @@
 #include "testsupport/Process.h"
 
+#include "testsupport/TemporaryDirectory.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <array>
 #include <csignal>
+#include <cstdlib>
 
 namespace moritane::testing {
 
@@ -98,6 +102,19 @@ int ChildProcess::end(int signal) {
     }
     m_pid = -1;
     return status;
+}
+
+bool endDaemon(const std::filesystem::path& lock, std::string_view name) {
+    const pid_t pid = static_cast<pid_t>(std::atoi(readFile(lock).c_str()));
+    // By name: a daemon that ended long ago may have left its id to another process.
+    if (pid <= 0 || readFile("/proc/" + std::to_string(pid) + "/comm") != std::string(name) + "\n") {
+        return true;
+    }
+    const int process = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    pollfd ended{process, POLLIN, 0};
+    const bool done = process >= 0 && ::kill(pid, SIGTERM) == 0 && ::poll(&ended, 1, 5000) == 1;
+    ::close(process);
+    return done;
 }
 
 bool runToEnd(std::vector<std::string> command, std::vector<std::string> environment) {

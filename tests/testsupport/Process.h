@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,10 @@ private:
     std::string m_output;
     std::size_t m_searchFrom = 0;
 };
+
+/// Ends the program `name` whose process id the lock file `lock` holds: a daemon that the program
+/// under test started. True when there is none or it ended within a few seconds.
+bool endDaemon(const std::filesystem::path& lock, std::string_view name);
 
 /// Runs `command` with only `environment` to its end; true when it succeeded.
 bool runToEnd(std::vector<std::string> command, std::vector<std::string> environment);

@@ -305,6 +305,9 @@ std::optional<Error> DirectSessionService::start() const {
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, log.get(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, log.get(), STDERR_FILENO);
+    // Nothing else of ours: a descriptor the daemon inherited would live, and hold what it holds
+    // (a lock, a pipe's end), for the daemon's whole life.
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     pid_t child = 0;
     const int spawned =
         ::posix_spawn(&child, program.c_str(), &actions, &attributes, arguments.data(), variables.data());

@@ -220,7 +220,7 @@ void LinuxSystemExtensionService::onMain(std::function<void()> work) {
 }
 
 void LinuxSystemExtensionService::write(std::string_view line) {
-    m_dependencies.log.write(fmt::format("CameraExtension: {}", line));
+    m_dependencies.log.write(fmt::format("SystemExtensionService: {}", line));
 }
 
 }  // namespace moritane
