@@ -6,7 +6,6 @@
 #include "extension/SystemExtensionInstaller.h"
 #include "library/ImageManager.h"
 #include "platform/linux/DeviceNodeCameraAuthorization.h"
-#include "platform/linux/DirectSessionService.h"
 #include "platform/linux/DiskExtensionCopies.h"
 #include "platform/linux/GnomeSymbolicHotKeys.h"
 #include "platform/linux/JournalLog.h"
@@ -27,6 +26,7 @@
 #include "platform/qt/PackageKitUpdater.h"
 #include "platform/qt/QtImageDecoder.h"
 #include "platform/qt/QtRunLoop.h"
+#include "platform/qt/SystemdSessionService.h"
 #include "shell/OnboardingWindow.h"
 #include "shell/SettingsWindow.h"
 #include "shell/StatusItemController.h"
@@ -110,8 +110,8 @@ private:
                                               SystemExtensionInstaller::systemExtensionsDirectory /
                                               SystemExtensionInstaller::embeddedBundleName,
                                           DiskExtensionCopies::userInstalledRoot()};
-    std::unique_ptr<SessionService> m_extensionSession =
-        DirectSessionService::forUser(m_extensionCopies.currentProgram());
+    std::unique_ptr<SessionService> m_extensionSession = makeSessionService(
+        m_log, m_extensionCopies.currentProgram(), linuxpaths::resourceDirectory() / "moritane-camera.service");
     PkexecLoopbackModule m_loopbackModule;
     LinuxSystemExtensionService m_extensionService{
         {m_extensionCopies, *m_extensionSession, m_loopbackModule, m_runLoop, m_log,

@@ -252,11 +252,11 @@ std::unique_ptr<SessionService> makeSessionService(Log& log, std::filesystem::pa
                                                    std::filesystem::path unitTemplate) {
     const auto bus = QDBusConnection::sessionBus();
     if (bus.isConnected() && bus.interface()->isServiceRegistered(kService).value()) {
-        log.write("CameraExtension: moritane-camera runs as the systemd user service " +
+        log.write("SystemExtensionService: moritane-camera runs as the systemd user service " +
                   std::string(SystemdSessionService::unitName));
         return SystemdSessionService::forUser(std::move(unitTemplate));
     }
-    log.write("CameraExtension: no systemd user manager on the session bus; moritane-camera is started directly");
+    log.write("SystemExtensionService: no systemd user manager on the session bus; moritane-camera is started directly");
     return DirectSessionService::forUser(std::move(program));
 }
 
