@@ -53,6 +53,8 @@ public:
     virtual ~SessionService() = default;
     /// Whether it is set to start with the session; an error when the manager cannot be asked.
     [[nodiscard]] virtual Result<bool> isRegistered() const = 0;
+    /// Whether the daemon runs now (or is starting); an error when the manager cannot be asked.
+    [[nodiscard]] virtual Result<bool> isRunning() const = 0;
     /// Sets it to start with the session; changes nothing the user has written.
     [[nodiscard]] virtual std::optional<Error> registerWithSession() = 0;
     /// Ends a running daemon, if any, and starts the current copy; returns once it reports that

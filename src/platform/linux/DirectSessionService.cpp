@@ -175,6 +175,12 @@ std::unique_ptr<DirectSessionService> DirectSessionService::forUser(std::filesys
         std::move(environment));
 }
 
+Result<bool> DirectSessionService::isRunning() const {
+    // The daemon holds its lock for its whole life.
+    const Descriptor lock(::open(m_paths.lockFile.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    return lock.valid() && !isFree(lock.get());
+}
+
 Result<bool> DirectSessionService::isRegistered() const {
     const auto content = files::readFile(m_paths.autostartEntry, kMaxEntryBytes);
     if (!content) {
@@ -341,6 +347,12 @@ std::optional<Error> DirectSessionService::waitUntilReady(int notify, pid_t chil
             return sessionError(ESRCH, fmt::format("{} {} at its start: {}", m_paths.program.string(),
                                                    describeEnd(status), lastLine(m_paths.logFile)));
         }
+    }
+    if (outcome) {
+        // Never a daemon running behind a start reported as failed.
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        return outcome;
     }
     // Collected when it ends, however long that is.
     std::thread([child] { ::waitpid(child, nullptr, 0); }).detach();

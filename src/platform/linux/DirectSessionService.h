@@ -36,6 +36,7 @@ public:
 
     /// Registered when the entry is ours, enabled and starts the program.
     [[nodiscard]] Result<bool> isRegistered() const override;
+    [[nodiscard]] Result<bool> isRunning() const override;
     /// Writes the entry where there is none; an entry that the user has changed or turned off is
     /// left as it is, with an error that says so.
     [[nodiscard]] std::optional<Error> registerWithSession() override;

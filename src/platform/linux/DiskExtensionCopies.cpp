@@ -111,11 +111,10 @@ DiskExtensionCopies::DiskExtensionCopies(std::filesystem::path embeddedDirectory
     : m_embedded(std::move(embeddedDirectory)), m_root(std::move(installedRoot)) {}
 
 std::filesystem::path DiskExtensionCopies::userInstalledRoot() {
-    std::filesystem::path base(linuxpaths::environmentVariable("XDG_DATA_HOME"));
-    if (!base.is_absolute()) {
-        base = linuxpaths::homeDirectory() / ".local" / "share";
-    }
-    return base / "moritane" / "SystemExtensions" / SystemExtensionInstaller::extensionIdentifier;
+    // Not under XDG_DATA_HOME: the user's service manager, which runs the copy, may not share the
+    // session's environment, and its unit names the copy by the home directory alone.
+    return linuxpaths::homeDirectory() / ".local" / "share" / "moritane" / "SystemExtensions" /
+           SystemExtensionInstaller::extensionIdentifier;
 }
 
 Result<ExtensionCopy> DiskExtensionCopies::embedded() const {
@@ -135,10 +134,12 @@ Result<ExtensionCopy> DiskExtensionCopies::embedded() const {
 std::vector<ExtensionCopy> DiskExtensionCopies::installed() const {
     std::vector<std::filesystem::path> directories;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(m_root, error)) {
-        if (!entry.path().filename().string().starts_with('.') && entry.is_directory(error) &&
-            !entry.is_symlink(error)) {
-            directories.push_back(entry.path());
+    // Stepped with an error code: these run on a worker queue, where a throw would end the program.
+    for (std::filesystem::directory_iterator entry(m_root, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (!entry->path().filename().string().starts_with('.') && entry->is_directory(error) &&
+            !entry->is_symlink(error)) {
+            directories.push_back(entry->path());
         }
     }
     std::ranges::sort(directories);
@@ -200,7 +201,7 @@ std::optional<Error> DiskExtensionCopies::copyEmbedded(const std::filesystem::pa
     std::vector<std::filesystem::path> directories{destination};
     for (std::filesystem::recursive_directory_iterator entries(m_embedded, error), end; !error && entries != end;
          entries.increment(error)) {
-        const auto target = destination / std::filesystem::relative(entries->path(), m_embedded);
+        const auto target = destination / entries->path().lexically_relative(m_embedded);
         if (entries->is_directory(error) && !entries->is_symlink(error)) {
             if (!std::filesystem::create_directory(target, error)) {
                 return files::posixError(error.value(), "could not create", target);
@@ -211,7 +212,7 @@ std::optional<Error> DiskExtensionCopies::copyEmbedded(const std::filesystem::pa
         if (auto failure = files::copyFile(entries->path(), target)) {
             return failure;
         }
-        std::filesystem::permissions(target, entries->status().permissions(), error);
+        std::filesystem::permissions(target, entries->status(error).permissions(), error);
         if (error) {
             return files::posixError(error.value(), "could not set the permissions of", target);
         }
@@ -249,11 +250,12 @@ void DiskExtensionCopies::removeStale() {
     }
     const auto current = currentName();
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(m_root, error)) {
-        const auto name = entry.path().filename().string();
+    for (std::filesystem::directory_iterator entry(m_root, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const auto name = entry->path().filename().string();
         if (name != kCurrent && name != kLockName && name != current) {
             std::error_code ignored;
-            std::filesystem::remove_all(entry.path(), ignored);
+            std::filesystem::remove_all(entry->path(), ignored);
         }
     }
 }

@@ -14,7 +14,7 @@ class DiskExtensionCopies final : public ExtensionCopies {
 public:
     DiskExtensionCopies(std::filesystem::path embeddedDirectory, std::filesystem::path installedRoot);
 
-    /// $XDG_DATA_HOME/moritane/SystemExtensions/<identifier>, or the same under ~/.local/share.
+    /// ~/.local/share/moritane/SystemExtensions/<identifier>, whatever XDG_DATA_HOME says.
     static std::filesystem::path userInstalledRoot();
 
     [[nodiscard]] Result<ExtensionCopy> embedded() const override;

@@ -62,11 +62,14 @@ void LinuxSystemExtensionService::submitRequest(std::shared_ptr<SystemExtensionR
 
 void LinuxSystemExtensionService::answerProperties(const Request& request) {
     const auto registered = m_dependencies.session.isRegistered();
-    if (!registered) {
-        write(fmt::format("cannot ask whether moritane-camera starts with the session: {}",
-                          registered.error().description));
+    // An enabled copy is one that runs: a daemon killed or crashed leaves the extension not enabled.
+    const auto running = registered ? m_dependencies.session.isRunning() : registered;
+    if (!registered || !running) {
+        const auto& error = registered ? running.error() : registered.error();
+        write(
+            fmt::format("cannot ask whether moritane-camera starts with the session and runs: {}", error.description));
         answer(m_dependencies.mainRunLoop, request,
-               [error = failure(unknownError, registered.error().description)](auto& delegate, const auto& asked) {
+               [error = failure(unknownError, error.description)](auto& delegate, const auto& asked) {
                    delegate.didFailWithError(asked, error);
                });
         return;
@@ -75,7 +78,7 @@ void LinuxSystemExtensionService::answerProperties(const Request& request) {
     std::vector<SystemExtensionProperties> properties;
     for (const auto& copy : m_dependencies.copies.installed()) {
         auto entry = versionsOf(copy);
-        entry.isEnabled = copy.isCurrent && copy.isRunnable && registered.value();
+        entry.isEnabled = copy.isCurrent && copy.isRunnable && registered.value() && running.value();
         entry.isAwaitingUserApproval = copy.isCurrent && awaitingApproval;
         // Only the current copy runs; the others wait to be removed.
         entry.isUninstalling = !copy.isCurrent;

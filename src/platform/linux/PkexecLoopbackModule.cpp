@@ -110,7 +110,12 @@ LoopbackModule::LoadResult PkexecLoopbackModule::load() {
     case kDismissed:
         return {LoadOutcome::dismissed, describe("the administrator's authentication was dismissed")};
     case kNotAuthorised:
-        return {LoadOutcome::dismissed, describe("not authorised to load v4l2loopback")};
+        // Also pkexec's own failures, a missing authentication agent among them: only a refusal
+        // is the administrator's answer.
+        if (said.empty() || said.find("Not authorized") != std::string::npos) {
+            return {LoadOutcome::dismissed, describe("not authorised to load v4l2loopback")};
+        }
+        return {LoadOutcome::failed, said};
     default:
         if (said.find("Key was rejected by service") != std::string::npos) {
             return {LoadOutcome::refusedByPolicy, said};

@@ -95,18 +95,23 @@ Result<QString> unitFileState(Bus& bus) {
     return reply.arguments().value(0).toString();
 }
 
-/// The service's "Result", such as "exit-code" or "signal", for a start that failed; empty if
-/// the manager cannot tell.
-std::string serviceResult(Bus& bus) {
+/// The unit's property `name` of `interface`; empty when the manager has not loaded the unit or
+/// cannot tell.
+std::string unitProperty(Bus& bus, const QString& interface, const QString& name) {
     const auto unit = bus.callManager(QStringLiteral("GetUnit"), {kUnit});
     if (failed(unit)) {
         return {};
     }
-    const auto reply = bus.call(unit.arguments().value(0).value<QDBusObjectPath>().path(),
-                                QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-                                {QStringLiteral("org.freedesktop.systemd1.Service"), QStringLiteral("Result")});
+    const auto reply =
+        bus.call(unit.arguments().value(0).value<QDBusObjectPath>().path(),
+                 QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"), {interface, name});
     return failed(reply) ? std::string()
                          : reply.arguments().value(0).value<QDBusVariant>().variant().toString().toStdString();
+}
+
+/// The service's "Result", such as "exit-code" or "signal", for a start that failed.
+std::string serviceResult(Bus& bus) {
+    return unitProperty(bus, QStringLiteral("org.freedesktop.systemd1.Service"), QStringLiteral("Result"));
 }
 
 /// Gathers the manager's JobRemoved signals, which come as events of this thread, so that the
@@ -163,6 +168,14 @@ Result<bool> SystemdSessionService::isRegistered() const {
         return state.error();
     }
     return state.value() == QStringLiteral("enabled") || state.value() == QStringLiteral("enabled-runtime");
+}
+
+Result<bool> SystemdSessionService::isRunning() const {
+    Bus bus(m_busAddress, m_timeLimit);
+    // A unit the manager has not loaded is not running; it does not answer GetUnit for it.
+    const auto state =
+        unitProperty(bus, QStringLiteral("org.freedesktop.systemd1.Unit"), QStringLiteral("ActiveState"));
+    return state == "active" || state == "activating" || state == "reloading";
 }
 
 std::optional<Error> SystemdSessionService::registerWithSession() {
@@ -256,7 +269,8 @@ std::unique_ptr<SessionService> makeSessionService(Log& log, std::filesystem::pa
                   std::string(SystemdSessionService::unitName));
         return SystemdSessionService::forUser(std::move(unitTemplate));
     }
-    log.write("SystemExtensionService: no systemd user manager on the session bus; moritane-camera is started directly");
+    log.write(
+        "SystemExtensionService: no systemd user manager on the session bus; moritane-camera is started directly");
     return DirectSessionService::forUser(std::move(program));
 }
 

@@ -36,6 +36,7 @@ public:
 
     /// Registered when the unit is enabled, for good or until the next boot.
     [[nodiscard]] Result<bool> isRegistered() const override;
+    [[nodiscard]] Result<bool> isRunning() const override;
     /// Writes the unit where the manager knows none, then enables it; a unit the user masked is
     /// left masked, with an error that says so.
     [[nodiscard]] std::optional<Error> registerWithSession() override;

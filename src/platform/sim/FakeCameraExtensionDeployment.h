@@ -21,6 +21,7 @@ public:
         return record("currentProgram", std::filesystem::path("/current/moritane-camera"));
     }
     [[nodiscard]] Result<bool> isRegistered() const override { return record("isRegistered", registered); }
+    [[nodiscard]] Result<bool> isRunning() const override { return record("isRunning", running); }
     [[nodiscard]] std::optional<Error> registerWithSession() override { return record("register", registerError); }
     [[nodiscard]] std::optional<Error> restart() override { return record("restart", restartError); }
     [[nodiscard]] State state() const override { return record("state", moduleState); }
@@ -36,6 +37,7 @@ public:
     std::vector<ExtensionCopy> copies;
     std::optional<Error> installError;
     Result<bool> registered = true;
+    Result<bool> running = true;
     std::optional<Error> registerError;
     std::optional<Error> restartError;
     State moduleState = State::loaded;

@@ -76,7 +76,7 @@ TEST_F(LinuxSystemExtensionServiceTest, AnOlderCopyIsReplacedOnceTheAdministrato
     loop.drainMain();
     EXPECT_EQ(shown(), "extensionStatus.activated");
     EXPECT_EQ(ports.calls, (Strings{"embedded", "installed", "install", "register", "state", "isRegistered",
-                                    "installed", "load", "restart", "currentProgram", "removeStale"}));
+                                    "isRunning", "installed", "load", "restart", "currentProgram", "removeStale"}));
 }
 
 TEST_F(LinuxSystemExtensionServiceTest, EachFaultFailsWithItsCodeAndTheDaemonStartsWithoutTheModule) {
@@ -94,15 +94,19 @@ TEST_F(LinuxSystemExtensionServiceTest, EachFaultFailsWithItsCodeAndTheDaemonSta
     activateFailing(" #1: moritane-camera did not start: exited", "restart");
 }
 
-TEST_F(LinuxSystemExtensionServiceTest, OnlyTheCurrentRunnableRegisteredCopyCountsAndASilentManagerChangesNothing) {
-    const std::vector<std::tuple<std::vector<ExtensionCopy>, Result<bool>, std::string>> rows{
-        {{{"1.1", "41", false, true}, {"1.2", "42", true, false}}, true, "extensionStatus.idle"},
-        {{kNew}, false, "extensionStatus.idle"},
-        {{kNew}, true, "extensionStatus.activated"},
-        {{}, Error{"org.freedesktop.DBus.Error.NoReply", 0, "no reply"}, "extensionStatus.activated"},
+TEST_F(LinuxSystemExtensionServiceTest,
+       OnlyTheCurrentRunnableRegisteredRunningCopyCountsAndASilentManagerChangesNothing) {
+    const Result<bool> silent = Error{"org.freedesktop.DBus.Error.NoReply", 0, "no reply"};
+    const std::vector<std::tuple<std::vector<ExtensionCopy>, Result<bool>, Result<bool>, std::string>> rows{
+        {{{"1.1", "41", false, true}, {"1.2", "42", true, false}}, true, true, "extensionStatus.idle"},
+        {{kNew}, false, true, "extensionStatus.idle"},
+        {{kNew}, true, true, "extensionStatus.activated"},
+        {{kNew}, true, silent, "extensionStatus.activated"},
+        {{kNew}, true, false, "extensionStatus.idle"},  // killed, or crashed at its start
+        {{kNew}, silent, true, "extensionStatus.idle"},
     };
-    for (const auto& [copies, registered, status] : rows) {
-        std::tie(ports.copies, ports.registered) = std::tie(copies, registered);
+    for (const auto& [copies, registered, running, status] : rows) {
+        std::tie(ports.copies, ports.registered, ports.running) = std::tie(copies, registered, running);
         loop.advance(std::chrono::seconds(2));
         installer->refreshStatus();
         settle();
