@@ -79,6 +79,9 @@ public:
     /// Loads it with the options that make browsers list one device labelled "Moritane", asking
     /// the administrator through polkit; blocks while the authentication dialog waits.
     [[nodiscard]] virtual LoadResult load() = 0;
+    /// Ends a load under way, as when the application quits; that load then counts as dismissed.
+    /// Any thread.
+    virtual void cancel() = 0;
 };
 
 }  // namespace moritane

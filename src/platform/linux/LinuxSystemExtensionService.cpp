@@ -135,6 +135,11 @@ void LinuxSystemExtensionService::decideReplacement(const Request& request, cons
     m_activationQueue->async([this, request, embedded] { deploy(request, embedded); });
 }
 
+LinuxSystemExtensionService::~LinuxSystemExtensionService() {
+    m_ending = true;
+    m_dependencies.loopback.cancel();
+}
+
 void LinuxSystemExtensionService::deploy(const Request& request, const ExtensionCopy& embedded) {
     if (const auto error = m_dependencies.copies.install()) {
         write(fmt::format("could not install {}: {}", describe(embedded), error->description));
@@ -151,6 +156,10 @@ void LinuxSystemExtensionService::deploy(const Request& request, const Extension
     // A module that does not load costs the devices that read /dev/video*, not the camera: the
     // daemon starts all the same, and the activation then reports why the module is missing.
     auto loopbackError = prepareLoopback(request);
+    if (m_ending) {
+        write("the application ends: the running moritane-camera is left as it is until the next activation");
+        return;
+    }
     if (const auto error = m_dependencies.session.restart()) {
         const auto description = fmt::format("moritane-camera did not start: {}", error->description);
         write(description);

@@ -44,7 +44,8 @@ public:
     LinuxSystemExtensionService& operator=(const LinuxSystemExtensionService&) = delete;
     LinuxSystemExtensionService(LinuxSystemExtensionService&&) = delete;
     LinuxSystemExtensionService& operator=(LinuxSystemExtensionService&&) = delete;
-    ~LinuxSystemExtensionService() override = default;
+    /// Ends a wait for the administrator, so that quitting does not wait for the dialog.
+    ~LinuxSystemExtensionService() override;
 
     /// Main thread.
     void submitRequest(std::shared_ptr<SystemExtensionRequest> request) override;
@@ -73,6 +74,7 @@ private:
     std::deque<Request> m_waitingActivations;
     bool m_activating = false;
     std::atomic<bool> m_awaitingApproval = false;
+    std::atomic<bool> m_ending = false;
     bool m_toldLoopbackMissing = false;  // activation queue only
     // Last, so that they run dry while everything their work uses still exists.
     std::unique_ptr<DispatchQueue> m_propertiesQueue;

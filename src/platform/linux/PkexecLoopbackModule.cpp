@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 #include <vector>
 
@@ -30,8 +31,10 @@ struct Run {
     std::string output;
 };
 
-/// Runs `command` to its end with this process's environment and standard input /dev/null.
-Run run(const std::vector<std::string>& command) {
+/// Runs `command` to its end with this process's environment and standard input /dev/null; its
+/// process id is in `running` while it runs, and it is ended at once when `cancelled` is set.
+Run run(const std::vector<std::string>& command, std::atomic<pid_t>* running = nullptr,
+        const std::atomic<bool>* cancelled = nullptr) {
     std::array<int, 2> pipe{-1, -1};
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
         return {-1, fmt::format("cannot make a pipe: {}", std::generic_category().message(errno))};
@@ -47,8 +50,14 @@ Run run(const std::vector<std::string>& command) {
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
+    // A process group of its own, so that ending it ends what it started too.
+    posix_spawnattr_t attributes{};
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attributes, 0);
     pid_t child = 0;
-    const int spawned = ::posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+    const int spawned = ::posix_spawn(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     ::close(pipe[1]);
     Run result;
@@ -56,6 +65,13 @@ Run run(const std::vector<std::string>& command) {
         ::close(pipe[0]);
         result.output = fmt::format("cannot start {}: {}", command[0], std::generic_category().message(spawned));
         return result;
+    }
+    if (running != nullptr) {
+        *running = child;
+        // Set before `running` was: the canceller saw no child to end.
+        if (cancelled != nullptr && *cancelled) {
+            ::kill(-child, SIGTERM);
+        }
     }
     std::array<char, 4096> buffer{};
     for (ssize_t count = 0; (count = ::read(pipe[0], buffer.data(), buffer.size())) != 0;) {
@@ -66,6 +82,10 @@ Run run(const std::vector<std::string>& command) {
         }
     }
     ::close(pipe[0]);
+    // Cleared while the child is still unreaped, so that its id is never taken for another's.
+    if (running != nullptr) {
+        *running = 0;
+    }
     while (::waitpid(child, &result.status, 0) < 0 && errno == EINTR) {
     }
     return result;
@@ -97,7 +117,10 @@ LoopbackModule::State PkexecLoopbackModule::state() const {
 LoopbackModule::LoadResult PkexecLoopbackModule::load() {
     std::vector<std::string> command{m_programs.pkexec.string(), m_programs.modprobe.string(), std::string(kModule)};
     command.insert(command.end(), kOptions.begin(), kOptions.end());
-    const auto loading = run(command);
+    const auto loading = run(command, &m_loading, &m_cancelled);
+    if (m_cancelled) {
+        return {LoadOutcome::dismissed, "the application ended while the administrator was asked"};
+    }
     const auto said = trimmed(loading.output);
     // What was said, or else what the exit told.
     const auto describe = [&said](const std::string& fallback) { return said.empty() ? fallback : said; };
@@ -121,6 +144,13 @@ LoopbackModule::LoadResult PkexecLoopbackModule::load() {
             return {LoadOutcome::refusedByPolicy, said};
         }
         return {LoadOutcome::failed, describe(fmt::format("modprobe ended with exit status {}", status))};
+    }
+}
+
+void PkexecLoopbackModule::cancel() {
+    m_cancelled = true;
+    if (const pid_t loading = m_loading; loading > 0) {
+        ::kill(-loading, SIGTERM);
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include "platform/linux/CameraExtensionDeployment.h"
 
+#include <sys/types.h>
+#include <atomic>
 #include <filesystem>
 
 namespace moritane {
@@ -26,9 +28,14 @@ public:
     /// (not authorised); refused by policy when the kernel turned down the module's signature, as
     /// Secure Boot does for an unsigned DKMS build; failed otherwise, with what was said.
     [[nodiscard]] LoadResult load() override;
+    /// Ends pkexec, whose dialog goes with it.
+    void cancel() override;
 
 private:
     Programs m_programs;
+    /// The pkexec under way, or 0.
+    std::atomic<pid_t> m_loading = 0;
+    std::atomic<bool> m_cancelled = false;
 };
 
 }  // namespace moritane

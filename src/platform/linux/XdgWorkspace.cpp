@@ -42,8 +42,13 @@ std::optional<std::string> XdgWorkspace::findProgram(std::string_view program, s
 }
 
 std::optional<std::vector<std::string>> XdgWorkspace::commandFor(std::string_view url) const {
-    if (url == cameraPrivacySettingsURL || url == extensionSettingsURL) {
+    // The support page in the user's language stands for the system's settings; for the camera
+    // extension, its section on it.
+    const auto extensionSupport = m_supportURL + "#camera-extension";
+    if (url == cameraPrivacySettingsURL) {
         url = m_supportURL;
+    } else if (url == extensionSettingsURL) {
+        url = extensionSupport;
     }
     if (url.starts_with("https://") || url.starts_with("http://") || url.starts_with("mailto:")) {
         if (auto program = findProgram("xdg-open", m_environment.path)) {

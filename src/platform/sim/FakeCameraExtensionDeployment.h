@@ -30,6 +30,7 @@ public:
         whileLoading();
         return record("load", loadResult);
     }
+    void cancel() override { calls.emplace_back("cancel"); }
 
     /// The calls so far, in order.
     mutable std::vector<std::string> calls;

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <array>
+#include <future>
 
 namespace moritane {
 namespace {
@@ -52,6 +54,7 @@ TEST_F(PkexecLoopbackModuleTest, LoadsThroughPkexecAndTellsADismissedDialogAndSe
         Row{0, "", Outcome::loaded},
         Row{126, "", Outcome::dismissed},
         Row{127, "Error executing command as another user: Not authorized\n", Outcome::dismissed},
+        Row{127, "Error executing command as another user: No authentication agent found.\n", Outcome::failed},
         Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Key was rejected by service\n",
             Outcome::refusedByPolicy},
         Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Exec format error\n", Outcome::failed},
@@ -65,6 +68,14 @@ TEST_F(PkexecLoopbackModuleTest, LoadsThroughPkexecAndTellsADismissedDialogAndSe
     }
     EXPECT_EQ(testing::readFile(directory / "pkexec.arguments"),
               (directory / "modprobe").string() + " v4l2loopback devices=1 exclusive_caps=1 card_label=Moritane\n");
+
+    // Cancelled, as when the application quits while the dialog waits: pkexec is ended, whether
+    // it had started by then or not; it would otherwise wait on the pipe for ever.
+    std::filesystem::remove(directory / "pkexec.says");
+    ASSERT_EQ(::mkfifo((directory / "pkexec.says").c_str(), 0600), 0);
+    auto waiting = std::async(std::launch::async, [this] { return module.load(); });
+    module.cancel();
+    EXPECT_EQ(waiting.get().outcome, Outcome::dismissed);
 
     PkexecLoopbackModule withoutPkexec({directory / "module", directory / "none", directory / "modprobe"});
     EXPECT_EQ(withoutPkexec.load().outcome, Outcome::failed);

@@ -28,7 +28,7 @@ TEST(XdgWorkspaceTest, WebAddressesAndTheCameraPrivacySettingsAreOpenedWithAnXdg
         {"https://www.orsk.com/lab/moritane/", {{opener, "https://www.orsk.com/lab/moritane/"}}},
         {"mailto:support@example.com", {{opener, "mailto:support@example.com"}}},
         {cameraPrivacySettingsURL, {{opener, std::string(Constants::websiteBase) + "/fr/support/"}}},
-        {extensionSettingsURL, {{opener, std::string(Constants::websiteBase) + "/fr/support/"}}},
+        {extensionSettingsURL, {{opener, std::string(Constants::websiteBase) + "/fr/support/#camera-extension"}}},
         {"x-apple.systempreferences:com.apple.preference.security?Extensions", std::nullopt},
         {"file:///etc/passwd", std::nullopt},
     };
