@@ -27,7 +27,6 @@
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 namespace {
@@ -40,8 +39,8 @@ constexpr auto loopbackSearchInterval = 5s;
 
 /// The value of the environment variable `name`, or `fallback` when it is unset or empty.
 std::filesystem::path environmentPath(const char* name, const char* fallback) {
-    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): read before any thread starts
-    return value != nullptr && *value != '\0' ? value : fallback;
+    auto value = linuxpaths::environmentVariable(name);
+    return value.empty() ? fallback : std::move(value);
 }
 
 /// Calls `ready` on the main thread whenever `fd` can be read.

@@ -22,28 +22,6 @@ namespace {
 
 constexpr mode_t kDefaultFileMode = 0666;  // narrowed by the process's umask
 
-/// Closes a descriptor on every way out.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    FileDescriptor(FileDescriptor&&) = delete;
-    FileDescriptor& operator=(FileDescriptor&&) = delete;
-    ~FileDescriptor() {
-        if (m_descriptor >= 0) {
-            ::close(m_descriptor);
-        }
-    }
-    [[nodiscard]] int get() const { return m_descriptor; }
-    [[nodiscard]] bool valid() const { return m_descriptor >= 0; }
-    /// Closes now and reports the result, which for a written file can carry a late write error.
-    int close() { return ::close(std::exchange(m_descriptor, -1)); }
-
-private:
-    int m_descriptor;
-};
-
 bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());

@@ -2,17 +2,41 @@
 
 #include "support/Error.h"
 
+#include <unistd.h>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// File operations with the guarantees the shared directory relies on. All of them report
 /// failures as values and may be called from any thread.
 namespace moritane::files {
+
+/// Closes a descriptor on every way out.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int descriptor) : m_descriptor(descriptor) {}
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    FileDescriptor(FileDescriptor&&) = delete;
+    FileDescriptor& operator=(FileDescriptor&&) = delete;
+    ~FileDescriptor() {
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+        }
+    }
+    [[nodiscard]] int get() const { return m_descriptor; }
+    [[nodiscard]] bool valid() const { return m_descriptor >= 0; }
+    /// Closes now and reports the result, which for a written file can carry a late write error.
+    int close() { return ::close(std::exchange(m_descriptor, -1)); }
+
+private:
+    int m_descriptor;
+};
 
 /// An Error in the "POSIX" domain for `code` (an errno value), naming what failed and where.
 Error posixError(int code, std::string_view action, const std::filesystem::path& path);

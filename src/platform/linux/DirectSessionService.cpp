@@ -43,24 +43,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::string_view kDomain = "SessionService";
 constexpr std::size_t kMaxEntryBytes = std::size_t{64} * 1024;
 
-/// Closes a descriptor on every way out.
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_descriptor >= 0) {
-            ::close(m_descriptor);
-        }
-    }
-    [[nodiscard]] int get() const { return m_descriptor; }
-    [[nodiscard]] bool valid() const { return m_descriptor >= 0; }
-
-private:
-    int m_descriptor;
-};
-
 Error sessionError(int code, std::string description) {
     return {std::string(kDomain), code, std::move(description)};
 }
@@ -111,7 +93,7 @@ std::string processName(pid_t pid) {
 
 /// The last line of a log that may be long; empty when there is none.
 std::string lastLine(const std::filesystem::path& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const files::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!file.valid() || ::fstat(file.get(), &status) != 0) {
         return {};
@@ -160,10 +142,7 @@ DirectSessionService::DirectSessionService(Paths paths, std::vector<std::string>
     : m_paths(std::move(paths)), m_environment(std::move(environment)) {}
 
 std::unique_ptr<DirectSessionService> DirectSessionService::forUser(std::filesystem::path program) {
-    std::filesystem::path state(linuxpaths::environmentVariable("XDG_STATE_HOME"));
-    if (!state.is_absolute()) {
-        state = linuxpaths::homeDirectory() / ".local" / "state";
-    }
+    const auto state = linuxpaths::baseDirectory("XDG_STATE_HOME", ".local/state");
     std::vector<std::string> environment;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         environment.emplace_back(*variable);
@@ -177,7 +156,7 @@ std::unique_ptr<DirectSessionService> DirectSessionService::forUser(std::filesys
 
 Result<bool> DirectSessionService::isRunning() const {
     // The daemon holds its lock for its whole life.
-    const Descriptor lock(::open(m_paths.lockFile.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    const files::FileDescriptor lock(::open(m_paths.lockFile.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return lock.valid() && !isFree(lock.get());
 }
 
@@ -228,7 +207,7 @@ std::optional<Error> DirectSessionService::restart() {
 }
 
 std::optional<Error> DirectSessionService::endRunning() const {
-    const Descriptor lock(::open(m_paths.lockFile.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    const files::FileDescriptor lock(::open(m_paths.lockFile.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (!lock.valid()) {
         return errno == ENOENT ? std::nullopt
                                : std::optional(files::posixError(errno, "could not open", m_paths.lockFile));
@@ -245,7 +224,7 @@ std::optional<Error> DirectSessionService::endRunning() const {
                             fmt::format("a moritane-camera runs, but {} does not say which; end it and try again",
                                         m_paths.lockFile.string()));
     }
-    const Descriptor process(::pidfd_open(pid, 0));
+    const files::FileDescriptor process(::pidfd_open(pid, 0));
     for (const int signal : {SIGTERM, SIGKILL}) {
         if (!process.valid() || ::pidfd_send_signal(process.get(), signal, nullptr, 0) != 0) {
             break;  // it has ended already
@@ -264,7 +243,7 @@ std::optional<Error> DirectSessionService::start() const {
     if (!files::createDirectories(m_paths.logFile.parent_path())) {
         return files::posixError(errno, "could not create", m_paths.logFile.parent_path());
     }
-    const Descriptor log(::open(m_paths.logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+    const files::FileDescriptor log(::open(m_paths.logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
     if (!log.valid()) {
         return files::posixError(errno, "could not open", m_paths.logFile);
     }
@@ -273,7 +252,7 @@ std::optional<Error> DirectSessionService::start() const {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(&address.sun_path[1], name.data(), name.size());
-    const Descriptor notify(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const files::FileDescriptor notify(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const int passCredentials = 1;
     if (!notify.valid() ||
         ::setsockopt(notify.get(), SOL_SOCKET, SO_PASSCRED, &passCredentials, sizeof passCredentials) != 0 ||
@@ -326,7 +305,7 @@ std::optional<Error> DirectSessionService::start() const {
 }
 
 std::optional<Error> DirectSessionService::waitUntilReady(int notify, pid_t child) const {
-    const Descriptor process(::pidfd_open(child, 0));
+    const files::FileDescriptor process(::pidfd_open(child, 0));
     const auto deadline = Clock::now() + startTimeLimit;
     auto outcome = std::optional(sessionError(
         ETIMEDOUT, fmt::format("{} did not report within {} s that it runs; its output is in {}",

@@ -28,12 +28,13 @@ std::filesystem::path homeDirectory() {
     return "/nonexistent";
 }
 
+std::filesystem::path baseDirectory(const char* variable, const std::filesystem::path& underHome) {
+    std::filesystem::path base(environmentVariable(variable));
+    return base.is_absolute() ? base : homeDirectory() / underHome;
+}
+
 std::filesystem::path defaultsFile() {
-    std::filesystem::path base(environmentVariable("XDG_CONFIG_HOME"));
-    if (!base.is_absolute()) {
-        base = homeDirectory() / ".config";
-    }
-    return base / "moritane" / "defaults.json";
+    return baseDirectory("XDG_CONFIG_HOME", ".config") / "moritane" / "defaults.json";
 }
 
 std::filesystem::path instanceDirectory() {

@@ -16,6 +16,10 @@ std::string accountHomeDirectory();
 /// $HOME when it is an absolute path, else the home of the password database.
 std::filesystem::path homeDirectory();
 
+/// The XDG base directory named by `variable` when it is an absolute path, else `underHome`
+/// in the home directory (as XDG_CONFIG_HOME falls back to ~/.config).
+std::filesystem::path baseDirectory(const char* variable, const std::filesystem::path& underHome);
+
 /// $XDG_CONFIG_HOME/moritane/defaults.json, or ~/.config/moritane/defaults.json.
 std::filesystem::path defaultsFile();
 

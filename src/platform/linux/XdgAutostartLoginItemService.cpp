@@ -22,11 +22,7 @@ XdgAutostartLoginItemService::XdgAutostartLoginItemService(const std::filesystem
     : m_entry(autostartDirectory / "moritane.desktop"), m_program(std::move(program)) {}
 
 std::filesystem::path XdgAutostartLoginItemService::userAutostartDirectory() {
-    std::filesystem::path base(linuxpaths::environmentVariable("XDG_CONFIG_HOME"));
-    if (!base.is_absolute()) {
-        base = linuxpaths::homeDirectory() / ".config";
-    }
-    return base / "autostart";
+    return linuxpaths::baseDirectory("XDG_CONFIG_HOME", ".config") / "autostart";
 }
 
 Result<std::string> XdgAutostartLoginItemService::entryFor(const std::filesystem::path& program) {

@@ -153,10 +153,7 @@ SystemdSessionService::SystemdSessionService(Paths paths, QString busAddress, st
     : m_paths(std::move(paths)), m_busAddress(std::move(busAddress)), m_timeLimit(timeLimit) {}
 
 std::unique_ptr<SystemdSessionService> SystemdSessionService::forUser(std::filesystem::path unitTemplate) {
-    std::filesystem::path data(linuxpaths::environmentVariable("XDG_DATA_HOME"));
-    if (!data.is_absolute()) {
-        data = linuxpaths::homeDirectory() / ".local" / "share";
-    }
+    const auto data = linuxpaths::baseDirectory("XDG_DATA_HOME", ".local/share");
     return std::make_unique<SystemdSessionService>(Paths{std::move(unitTemplate), data / "systemd" / "user"}, QString(),
                                                    defaultTimeLimit);
 }
