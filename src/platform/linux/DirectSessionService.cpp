@@ -93,9 +93,9 @@ std::string processName(pid_t pid) {
 
 /// The last line of a log that may be long; empty when there is none.
 std::string lastLine(const std::filesystem::path& path) {
-    const files::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const files::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
-    if (!file.valid() || ::fstat(file.get(), &status) != 0) {
+    if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return {};
     }
     std::array<char, 4096> buffer{};
@@ -243,9 +243,16 @@ std::optional<Error> DirectSessionService::start() const {
     if (!files::createDirectories(m_paths.logFile.parent_path())) {
         return files::posixError(errno, "could not create", m_paths.logFile.parent_path());
     }
-    const files::FileDescriptor log(::open(m_paths.logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
-    if (!log.valid()) {
+    // Whatever else is put where the log belongs (a pipe nobody reads, a link) must neither block
+    // the start nor receive the daemon's output.
+    const files::FileDescriptor log(
+        ::open(m_paths.logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0600));
+    struct stat logStatus {};
+    if (!log.valid() || ::fstat(log.get(), &logStatus) != 0) {
         return files::posixError(errno, "could not open", m_paths.logFile);
+    }
+    if (!S_ISREG(logStatus.st_mode)) {
+        return files::posixError(EINVAL, "could not write to", m_paths.logFile);
     }
     // An abstract address: nothing on disk to clean up, and gone with the descriptor.
     const auto name = fmt::format("moritane-camera-ready-{}", Uuid::random().uuidString());
