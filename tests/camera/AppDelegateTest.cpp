@@ -69,33 +69,21 @@ TEST_F(AppDelegateTest, FirstLaunchShowsOnboardingAndLeavesExtensionAndPermissio
     EXPECT_EQ(utilityQueue.pending(), 0U);
 }
 
-TEST_F(AppDelegateTest, LaterLaunchActivatesTheExtensionThenAsksForTheCameraOnTheUtilityQueue) {
+TEST_F(AppDelegateTest, LaterLaunchActivatesTheExtensionThenAsksForAnUndecidedPermissionOnTheUtilityQueue) {
     defaults.setObject("hasCompletedOnboarding", true);
-    const auto delegate = makeDelegate();
-    delegate->applicationDidFinishLaunching();
-    EXPECT_EQ(steps, (std::vector<std::string>{"activation policy", "status item", "activate extension",
-                                               "camera discovery", "shortcuts (manager made)"}));
-    EXPECT_EQ(authorization.pendingRequests(), 0U);
-    ASSERT_EQ(utilityQueue.runAll(), 1U);
-    ASSERT_EQ(authorization.pendingRequests(), 1U);
+    for (const auto status : {AuthorizationStatus::restricted, AuthorizationStatus::denied,
+                              AuthorizationStatus::authorized, AuthorizationStatus::notDetermined}) {
+        authorization.status = status;
+        steps.clear();
+        makeDelegate()->applicationDidFinishLaunching();
+        EXPECT_EQ(steps, (std::vector<std::string>{"activation policy", "status item", "activate extension",
+                                                   "camera discovery", "shortcuts (manager made)"}));
+        EXPECT_EQ(authorization.pendingRequests(), 0U);
+        utilityQueue.runAll();
+        EXPECT_EQ(authorization.pendingRequests(), status == AuthorizationStatus::notDetermined ? 1U : 0U);
+    }
     authorization.answer(true);
     EXPECT_EQ(log.lines().back(), "Camera permission granted: true");
-}
-
-TEST_F(AppDelegateTest, ADecidedPermissionIsNotAskedForAgain) {
-    defaults.setObject("hasCompletedOnboarding", true);
-    for (const auto status :
-         {AuthorizationStatus::restricted, AuthorizationStatus::denied, AuthorizationStatus::authorized}) {
-        authorization.status = status;
-        makeDelegate()->applicationDidFinishLaunching();
-        utilityQueue.runAll();
-        EXPECT_EQ(authorization.pendingRequests(), 0U);
-    }
-    authorization.status = AuthorizationStatus::notDetermined;
-    makeDelegate()->applicationDidFinishLaunching();
-    utilityQueue.runAll();
-    authorization.answer(false);
-    EXPECT_EQ(log.lines().back(), "Camera permission granted: false");
 }
 
 TEST_F(AppDelegateTest, TheIconFollowsTheModeOnLaterTurnsOfTheMainQueueWhileTheDelegateLives) {

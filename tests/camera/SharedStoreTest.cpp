@@ -14,22 +14,13 @@ namespace {
 using testing::TemporaryDirectory;
 using namespace std::chrono_literals;
 
-TEST(SharedStoreTest, TheContainerWinsAndTheFixedDirectoryIsNotMade) {
+TEST(SharedStoreTest, TheContainerWinsElseEverythingLiesInTheFixedDirectoryMadeOnce) {
     const TemporaryDirectory root;
-    std::filesystem::create_directory(root / "container");
-    const FakeAppGroupContainer container(root / "container", root / "fixed");
+    FakeAppGroupContainer container(root.path(), root / "a" / "fixed");
     const SharedStore store(container);
-    EXPECT_EQ(store.stateFileURL(), root / "container" / "state.json");
-    EXPECT_EQ(store.heartbeatFileURL(), root / "container" / "heartbeat");
-    EXPECT_EQ(store.imagesIndexURL(), root / "container" / "images.json");
-    EXPECT_EQ(container.lastGroupIdentifier, "K7P3W9XQ2T.org.quelbrand.moritane");
-    EXPECT_FALSE(std::filesystem::exists(root / "fixed"));
-}
-
-TEST(SharedStoreTest, WithoutAContainerEverythingLiesInTheFixedDirectoryMadeOnce) {
-    const TemporaryDirectory root;
-    FakeAppGroupContainer container(std::nullopt, root / "a" / "fixed");
-    const SharedStore store(container);
+    EXPECT_EQ(store.stateFileURL(), root / "state.json");
+    EXPECT_FALSE(std::filesystem::exists(root / "a"));
+    container.container = std::nullopt;  // asked anew at every use
     std::vector<std::thread> firstUses;
     for (int i = 0; i < 4; ++i) {
         firstUses.emplace_back([&] { EXPECT_EQ(store.sharedDirectoryURL(), root / "a" / "fixed"); });
@@ -41,8 +32,6 @@ TEST(SharedStoreTest, WithoutAContainerEverythingLiesInTheFixedDirectoryMadeOnce
     std::filesystem::remove(root / "a" / "fixed");
     EXPECT_EQ(store.stateFileURL(), root / "a" / "fixed" / "state.json");
     EXPECT_FALSE(std::filesystem::exists(root / "a" / "fixed"));  // made once per process, not again
-    container.container = root.path();                            // the container is asked anew at every use
-    EXPECT_EQ(store.sharedDirectoryURL(), root.path());
 }
 
 TEST(SharedStoreTest, ImagesDirectoryIsMadeAtEveryReadAndAFileInTheWayIsIgnored) {

@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 
 namespace moritane {
 namespace {
@@ -62,7 +61,7 @@ protected:
     /// Lets the queues and the main loop do what they have been given.
     void settle() {
         for (int round = 0; round < 4; ++round) {
-            for (auto& [label, queue] : queues) {
+            for (auto* queue : queues) {
                 queue->runAll();
             }
             loop.drainMain();
@@ -94,21 +93,14 @@ protected:
     RecordingFrameSink loopback;
     ManualRunLoop loop;
     CapturingLog log;
-    std::map<std::string, ManualDispatchQueue*> queues;
-    std::shared_ptr<CameraExtension> extension =
-        CameraExtension::create({{root / "missing", share},
-                                 watcher,
-                                 decoder,
-                                 devices,
-                                 capture,
-                                 {&pipewire, &loopback},
-                                 loop,
-                                 log,
-                                 [this](const std::string& label) {
-                                     auto queue = std::make_unique<ManualDispatchQueue>(label);
-                                     queues[label] = queue.get();
-                                     return queue;
-                                 }});
+    std::vector<ManualDispatchQueue*> queues;
+    CameraExtension::QueueFactory makeQueue = [this](std::string label) {
+        auto queue = std::make_unique<ManualDispatchQueue>(std::move(label));
+        queues.push_back(queue.get());
+        return queue;
+    };
+    std::shared_ptr<CameraExtension> extension = CameraExtension::create(
+        {{root / "missing", share}, watcher, decoder, devices, capture, {&pipewire, &loopback}, loop, log, makeQueue});
 };
 
 TEST_F(CameraExtensionTest, ShowsTheLibraryImageFittedAndBlackForWhatCannotBeShown) {

@@ -28,18 +28,11 @@ protected:
 };
 
 TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWritesAndShowsBlackForAnUnreadableState) {
-    EXPECT_EQ(extension.output(),
-              (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt, std::nullopt}));
-    manager->switchToCamera();
-    EXPECT_EQ(extension.output(),
-              (SharedStateReader::Output{CameraMode::camera, std::nullopt, std::nullopt, std::nullopt}));
     manager->selectedCameraId = std::string("usb-1");
-    manager->writeState();
-    EXPECT_EQ(extension.output().cameraId, "usb-1");
-    manager->turnOff();
-    EXPECT_EQ(extension.output(),
-              (SharedStateReader::Output{CameraMode::off, std::nullopt, std::nullopt, std::nullopt}));
     manager->switchToCamera();
+    EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::camera, "usb-1", std::nullopt, std::nullopt}));
+    manager->turnOff();
+    EXPECT_EQ(extension.output(), SharedStateReader::Output{});
     testing::writeFile(root / "state.json", R"({"mode":"camera")");
     EXPECT_FALSE(extension.state());
     EXPECT_EQ(extension.output().mode, CameraMode::off);  // unreadable: black, and why
@@ -56,7 +49,6 @@ TEST_F(SharedStateReaderTest, ResolvesTheShownImageThroughTheIndex) {
     manager->selectImage(Uuid::random());  // not in the index
     EXPECT_EQ(extension.output().imageFile, std::nullopt);
     EXPECT_TRUE(extension.output().problem->ends_with(" is not in images.json"));
-    EXPECT_EQ(extension.images().value().size(), 2U);
 }
 
 TEST_F(SharedStateReaderTest, TheHeartbeatAgesUntilTheNextTick) {

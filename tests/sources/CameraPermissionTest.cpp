@@ -8,38 +8,24 @@
 namespace moritane {
 namespace {
 
-TEST(CameraPermissionTest, OnlyRefusedAndRestrictedCountAsDenied) {
+TEST(CameraPermissionTest, TheStatusIsRenewedWhenTheApplicationBecomesActiveAndOnlyRefusedOrRestrictedIsDenied) {
+    using enum AuthorizationStatus;
     NotificationCenter center;
     FakeCameraAuthorization authorization;
-    for (const auto& [status, denied] :
-         std::vector<std::pair<AuthorizationStatus, bool>>{{AuthorizationStatus::notDetermined, false},
-                                                           {AuthorizationStatus::restricted, true},
-                                                           {AuthorizationStatus::denied, true},
-                                                           {AuthorizationStatus::authorized, false}}) {
-        authorization.status = status;
-        const auto permission = CameraPermission::create(authorization, center);
-        EXPECT_EQ(permission->status.value(), status);
-        EXPECT_EQ(permission->isDenied(), denied);
-    }
-}
-
-TEST(CameraPermissionTest, TheStatusIsRenewedOnlyWhenTheApplicationBecomesActiveAndOnlyRealChangesPublish) {
-    NotificationCenter center;
-    FakeCameraAuthorization authorization;
-    authorization.status = AuthorizationStatus::notDetermined;
+    authorization.status = restricted;
     const auto permission = CameraPermission::create(authorization, center);
     std::vector<AuthorizationStatus> told;
     const auto subscription = permission->status.subscribe([&](AuthorizationStatus status) { told.push_back(status); });
-
-    authorization.status = AuthorizationStatus::authorized;  // the user answered the launch request
-    EXPECT_EQ(permission->status.value(), AuthorizationStatus::notDetermined);
-    center.post(applicationDidBecomeActiveNotification);
-    center.post(applicationDidBecomeActiveNotification);
-    authorization.status = AuthorizationStatus::denied;
-    center.post(applicationDidBecomeActiveNotification);
-    EXPECT_EQ(told, (std::vector<AuthorizationStatus>{AuthorizationStatus::notDetermined,
-                                                      AuthorizationStatus::authorized, AuthorizationStatus::denied}));
     EXPECT_TRUE(permission->isDenied());
+    authorization.status = authorized;
+    EXPECT_EQ(permission->status.value(), restricted);
+    for (const auto& [status, refused] : std::vector<std::pair<AuthorizationStatus, bool>>{
+             {authorized, false}, {authorized, false}, {notDetermined, false}, {denied, true}}) {
+        authorization.status = status;
+        center.post(applicationDidBecomeActiveNotification);
+        EXPECT_EQ(permission->isDenied(), refused);
+    }
+    EXPECT_EQ(told, (std::vector{restricted, authorized, notDetermined, denied}));  // no change, no news
 }
 
 TEST(CameraPermissionTest, ExtensionSettingsFallBackToTheCameraPrivacySettings) {

@@ -75,7 +75,6 @@ protected:
 };
 
 TEST_F(PreviewRendererTest, ImagesAreFittedAndReadAnewAtEveryUpdate) {
-    EXPECT_EQ(queue->label(), "com.orsk.moritane.previewcapture");
     camera->selectImage(kWide);
     open();
     EXPECT_EQ(at(160, 10), kBlack);  // wider than 16:9: bars above and below
@@ -88,7 +87,6 @@ TEST_F(PreviewRendererTest, ImagesAreFittedAndReadAnewAtEveryUpdate) {
     camera->selectImage(kNarrow);  // two assignments, two renderings: equal values are not skipped
     loop.drainMain();
     EXPECT_EQ(decoder.reads(), reads + 2);
-    EXPECT_EQ(renderer->lastConfiguredImageId(), kNarrow);
 }
 
 TEST_F(PreviewRendererTest, MissingImagesAndCamerasGiveBlackAndNoSession) {
@@ -190,7 +188,6 @@ TEST_F(PreviewRendererTest, ASessionStartedTooLateIsStoppedAndTheLatestCameraWin
     EXPECT_TRUE(std::none_of(sessions.begin(), sessions.end() - 1, [](const auto& s) { return s->running; }));
     EXPECT_EQ(sessions.back()->input, "other");
     EXPECT_TRUE(sessions.back()->running);
-    EXPECT_EQ(renderer->lastConfiguredCameraId(), "other");
 
     camera->selectedCameraId = "desk";  // another camera while one runs: set up anew
     loop.drainMain();
