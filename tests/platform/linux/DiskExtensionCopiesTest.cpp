@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <algorithm>
 
 namespace moritane {
 namespace {
@@ -19,14 +20,12 @@ protected:
         testing::writeFile(embedded / "moritane-camera", "#!/bin/sh\n");
         std::filesystem::permissions(embedded / "moritane-camera", std::filesystem::perms::owner_all);
     }
-    [[nodiscard]] std::vector<std::string> hiddenEntries() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(root)) {
-            if (auto name = entry.path().filename().string(); name.starts_with('.') && name != ".lock") {
-                names.push_back(std::move(name));
-            }
-        }
-        return names;
+    /// Whether an install left a partial copy behind.
+    [[nodiscard]] bool anyHiddenEntry() const {
+        return std::ranges::any_of(std::filesystem::directory_iterator(root), [](const auto& entry) {
+            const auto name = entry.path().filename().string();
+            return name.starts_with('.') && name != ".lock";
+        });
     }
 
     testing::TemporaryDirectory directory;
@@ -53,7 +52,7 @@ TEST_F(DiskExtensionCopiesTest, InstallsReplacesAndLeavesOnlyTheCurrentCopyAfter
     EXPECT_EQ(copies.installed().front(), (ExtensionCopy{"", "", false, false}));
     copies.removeStale();
     EXPECT_EQ(copies.installed(), (std::vector<ExtensionCopy>{{"1.1", "2", true, true}}));
-    EXPECT_TRUE(hiddenEntries().empty());
+    EXPECT_FALSE(anyHiddenEntry());
     EXPECT_EQ(::access(copies.currentProgram().c_str(), X_OK), 0);
 }
 
@@ -66,7 +65,7 @@ TEST_F(DiskExtensionCopiesTest, AnEmbeddedCopyThatCannotBeCopiedOrReadLeavesTheC
     ASSERT_TRUE(failure.has_value());
     EXPECT_NE(failure->description.find("pipe"), std::string::npos) << failure->description;
     EXPECT_EQ(copies.installed(), (std::vector<ExtensionCopy>{{"1.0", "1", true, true}}));
-    EXPECT_TRUE(hiddenEntries().empty());
+    EXPECT_FALSE(anyHiddenEntry());
 
     std::filesystem::remove(embedded / "pipe");
     std::filesystem::permissions(embedded / "moritane-camera", std::filesystem::perms::owner_read);

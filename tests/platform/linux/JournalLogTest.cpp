@@ -1,6 +1,7 @@
 #include "platform/linux/JournalLog.h"
 
 #include "platform/sim/CapturingLog.h"
+#include "support/Files.h"
 #include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -11,54 +12,45 @@
 #include <sys/un.h>
 #include <unistd.h>
 #include <array>
-#include <cstring>
 #include <regex>
-#include <utility>
 
 namespace moritane {
 namespace {
 
-/// A datagram socket bound at the journal's address for as long as it lives, standing in for
-/// journald so that the real library's sending can be watched; invalid where that address cannot
-/// be taken (a real journal, no permission).
+/// A datagram socket bound at the journal's address while it lives, standing in for journald so
+/// that the real library's sending can be watched; invalid where that address cannot be taken (a
+/// real journal, no permission).
 class JournalStandIn {
 public:
     JournalStandIn() {
-        const std::filesystem::path socket(JournalLog::journalSocket);
-        m_madeDirectory = ::mkdir(socket.parent_path().c_str(), 0755) == 0;
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(static_cast<char*>(address.sun_path), socket.c_str(), sizeof(address.sun_path) - 1);
-        m_descriptor = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{AF_UNIX, {}};
+        std::string_view(JournalLog::journalSocket).copy(address.sun_path, sizeof(address.sun_path) - 1);
         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
-        if (::bind(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-            ::close(std::exchange(m_descriptor, -1));
-        }
+        m_bound = ::bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     }
     JournalStandIn(const JournalStandIn&) = delete;
     JournalStandIn& operator=(const JournalStandIn&) = delete;
-    JournalStandIn(JournalStandIn&&) = delete;
-    JournalStandIn& operator=(JournalStandIn&&) = delete;
     ~JournalStandIn() {
-        if (m_descriptor >= 0) {
-            ::close(m_descriptor);
+        if (m_bound) {
             ::unlink(JournalLog::journalSocket);
         }
         if (m_madeDirectory) {
-            ::rmdir(std::filesystem::path(JournalLog::journalSocket).parent_path().c_str());
+            ::rmdir(m_directory.c_str());
         }
     }
-    [[nodiscard]] bool valid() const { return m_descriptor >= 0; }
+    [[nodiscard]] bool valid() const { return m_bound; }
     /// The next entry sent, or nothing when none waits.
     std::string receive() {
         std::array<char, 4096> buffer{};
-        const auto count = ::recv(m_descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
+        const auto count = ::recv(m_socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
         return count > 0 ? std::string(buffer.data(), static_cast<std::size_t>(count)) : std::string{};
     }
 
 private:
-    int m_descriptor = -1;
-    bool m_madeDirectory = false;
+    std::filesystem::path m_directory = std::filesystem::path(JournalLog::journalSocket).parent_path();
+    bool m_madeDirectory = ::mkdir(m_directory.c_str(), 0755) == 0;
+    files::FileDescriptor m_socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    bool m_bound = false;
 };
 
 TEST(JournalLogTest, UnifiedLinesGoToTheJournalOnlyWhereOneListens) {
@@ -88,14 +80,13 @@ TEST(JournalLogTest, UnifiedLinesGoToTheJournalOnlyWhereOneListens) {
 
 TEST(JournalLogTest, StandardErrorLinesCarryATimeStampTheProcessAndTheText) {
     const testing::TemporaryDirectory root;
-    const int descriptor = ::open((root / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    ASSERT_GE(descriptor, 0);
     {
-        StderrLog log(descriptor, "moritane");
+        const files::FileDescriptor file(::open((root / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600));
+        ASSERT_TRUE(file.valid());
+        StderrLog log(file.get(), "moritane");
         log.write("CameraManager: wrote state mode=off image=nil camera=nil");
         log.unified("com.orsk.moritane", "SystemExtensionInstaller", LogLevel::error, "failed");
     }
-    ::close(descriptor);
     const std::regex expected(
         R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} moritane\[\d+\] CameraManager: wrote state mode=off image=nil camera=nil
 \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} moritane\[\d+\] \[com\.orsk\.moritane:SystemExtensionInstaller\] error: failed

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <array>
 #include <future>
+#include <tuple>
 
 namespace moritane {
 namespace {
@@ -45,26 +45,19 @@ TEST_F(PkexecLoopbackModuleTest, IsLoadedWhereSysfsListsItAndInstalledWhereModpr
 }
 
 TEST_F(PkexecLoopbackModuleTest, LoadsThroughPkexecAndTellsADismissedDialogAndSecureBootFromOtherFailures) {
-    struct Row {
-        int status;
-        std::string says;
-        Outcome outcome;
-    };
-    const std::array rows{
-        Row{0, "", Outcome::loaded},
-        Row{126, "", Outcome::dismissed},
-        Row{127, "Error executing command as another user: Not authorized\n", Outcome::dismissed},
-        Row{127, "Error executing command as another user: No authentication agent found.\n", Outcome::failed},
-        Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Key was rejected by service\n",
-            Outcome::refusedByPolicy},
-        Row{1, "modprobe: ERROR: could not insert 'v4l2loopback': Exec format error\n", Outcome::failed},
-    };
-    for (const auto& row : rows) {
-        answer("pkexec", row.status, row.says);
+    for (const auto& [status, says, outcome] : std::vector<std::tuple<int, std::string, Outcome>>{
+             {0, "", Outcome::loaded},
+             {126, "", Outcome::dismissed},
+             {127, "Error executing command as another user: Not authorized\n", Outcome::dismissed},
+             {127, "Error executing command as another user: No authentication agent found.\n", Outcome::failed},
+             {1, "modprobe: ERROR: could not insert 'v4l2loopback': Key was rejected by service\n",
+              Outcome::refusedByPolicy},
+             {1, "modprobe: ERROR: could not insert 'v4l2loopback': Exec format error\n", Outcome::failed},
+         }) {
+        answer("pkexec", status, says);
         const auto result = module.load();
-        EXPECT_EQ(result.outcome, row.outcome) << row.says;
-        EXPECT_NE(result.description.find(row.says.substr(0, row.says.find('\n'))), std::string::npos)
-            << result.description;
+        EXPECT_EQ(result.outcome, outcome) << says;
+        EXPECT_NE(result.description.find(says.substr(0, says.find('\n'))), std::string::npos) << result.description;
     }
     EXPECT_EQ(testing::readFile(directory / "pkexec.arguments"),
               (directory / "modprobe").string() + " v4l2loopback devices=1 exclusive_caps=1 card_label=Moritane\n");

@@ -85,22 +85,16 @@ TEST(V4l2CaptureDevicesTest, ACameraThatCannotBeOpenedIsListedFromWhatTheKernelT
     const auto camera = [](std::string id, std::string name, std::string_view type) {
         return std::vector{CaptureDevice{std::move(id), std::move(name), std::string(type)}};
     };
-    struct Case {
-        std::string kernelName;
-        std::string index;
-        std::string device;
-        std::string bus;
-        std::vector<CaptureDevice> listed;
-    };
-    const std::vector<Case> cases{
-        {"C922", "0", usb + "/1-2:1.0", "usb", camera("usb-046d:085c-ABC1-0", "C922", Type::external)},
-        {"C922", "1", usb + "/1-2:1.0", "usb", {}},  // its metadata node
-        {"Hauppauge", "0", "pci0000:00/0000:03:00.0", "pci", camera("PCI:0000:03:00.0-0", "Hauppauge", Type::external)},
-        {"unicam", "0", "platform/fe801000.csi", "platform",
-         camera("platform:fe801000.csi-0", "unicam", Type::builtInWideAngleCamera)},
-        {"", "0", "platform/fe801000.csi", "platform", {}},  // no device the kernel tells of
-    };
-    for (const auto& [kernelName, index, device, bus, listed] : cases) {
+    using Case = std::tuple<std::string, std::string, std::string, std::string, std::vector<CaptureDevice>>;
+    for (const auto& [kernelName, index, device, bus, listed] : std::vector<Case>{
+             {"C922", "0", usb + "/1-2:1.0", "usb", camera("usb-046d:085c-ABC1-0", "C922", Type::external)},
+             {"C922", "1", usb + "/1-2:1.0", "usb", {}},  // its metadata node
+             {"Hauppauge", "0", "pci0000:00/0000:03:00.0", "pci",
+              camera("PCI:0000:03:00.0-0", "Hauppauge", Type::external)},
+             {"unicam", "0", "platform/fe801000.csi", "platform",
+              camera("platform:fe801000.csi-0", "unicam", Type::builtInWideAngleCamera)},
+             {"", "0", "platform/fe801000.csi", "platform", {}},  // no device the kernel tells of
+         }) {
         const testing::VideoNodeTree tree;
         tree.add("video0", testing::VideoNodeTree::Node::directory, kernelName, index, device);
         std::filesystem::create_directories(tree.root / "sys/bus" / bus);

@@ -64,14 +64,14 @@ struct FakeLoopbackDevices final : LoopbackDevices {
 };
 
 struct V4l2LoopbackSinkTest : ::testing::Test {
+    V4l2LoopbackSinkTest() {
+        sink.setWatchedChanged([this] { ++changes; });
+    }
+
     FakeLoopbackDevices devices;
     CapturingLog log;
     V4l2LoopbackSink sink{devices, log};
     int changes = 0;
-
-    void SetUp() override {
-        sink.setWatchedChanged([this] { ++changes; });
-    }
 };
 
 const std::string kFound = "V4l2LoopbackSink: writing YUYV 1280x720 at 30 fps to /dev/video4 (Moritane)";

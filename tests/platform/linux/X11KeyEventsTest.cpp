@@ -10,15 +10,10 @@ namespace {
 
 TEST(X11KeyEventsTest, KeysAndModifiersComeAsTheMacKeyboardWouldGiveThem) {
     using Type = QEvent::Type;
-    struct Case {
-        Type type;
-        Qt::KeyboardModifiers modifiers;
-        quint32 x11KeyCode;
-        quint32 nativeModifiers;
-        std::optional<std::array<std::int64_t, 3>> expected;  // type, key code, flags
-    };
+    using Case = std::tuple<Type, Qt::KeyboardModifiers, quint32, quint32, std::optional<std::array<std::int64_t, 3>>>;
     // An event's own keyboard: the shared one would be made, and kept, for want of an application.
     const QInputDevice keyboard(QStringLiteral("keyboard"), 1, QInputDevice::DeviceType::Keyboard);
+    // The expected type, key code and flags; none where the key code has no virtual key.
     for (const auto& [type, modifiers, x11KeyCode, nativeModifiers, expected] : std::vector<Case>{
              {Type::KeyPress, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier, 14, 0x4C, {{10, 23, 0x1C0000}}},
              {Type::KeyRelease, Qt::ShiftModifier, 38, 0x3, {{11, 0, 0x30000}}},    // with caps lock

@@ -15,10 +15,10 @@ using testing::TemporaryDirectory;
 class XdgAppGroupContainerTest : public ::testing::Test {
 protected:
     CapturingLog m_log;
+    const TemporaryDirectory root;
 };
 
-TEST_F(XdgAppGroupContainerTest, TheContainerLiesInTheDataHomeAndIsMadePrivate) {
-    const TemporaryDirectory root;
+TEST_F(XdgAppGroupContainerTest, TheContainerLiesInTheDataHomeElseUnderTheHomeAndIsMadePrivate) {
     const XdgAppGroupContainer container(
         {.xdgDataHome = (root / "data").string(), .home = "/elsewhere", .accountHome = ""}, m_log);
     const auto url = container.containerURL("GROUP.id");
@@ -27,17 +27,12 @@ TEST_F(XdgAppGroupContainerTest, TheContainerLiesInTheDataHomeAndIsMadePrivate) 
     ASSERT_EQ(::stat(url->c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0700U);
     EXPECT_EQ(container.containerURL("GROUP.id"), url);  // an existing one is taken as it is
-}
-
-TEST_F(XdgAppGroupContainerTest, ARelativeDataHomeIsIgnoredForTheHomeDefault) {
-    const TemporaryDirectory root;
-    const XdgAppGroupContainer container(
+    const XdgAppGroupContainer relative(
         {.xdgDataHome = "relative/data", .home = root.path().string(), .accountHome = ""}, m_log);
-    EXPECT_EQ(container.containerURL("G"), root / ".local" / "share" / "G");
+    EXPECT_EQ(relative.containerURL("G"), root / ".local/share/G");
 }
 
 TEST_F(XdgAppGroupContainerTest, NoHomeOrAFileInTheWayGivesNoContainerAndTheLogSaysSoOnce) {
-    const TemporaryDirectory root;
     EXPECT_EQ(XdgAppGroupContainer({.xdgDataHome = "", .home = "", .accountHome = "/x"}, m_log).containerURL("G"),
               std::nullopt);
     testing::writeFile(root / "G", "");

@@ -17,14 +17,9 @@ using namespace GlobalShortcuts;
 TEST(XkbKeyboardLayoutTest, TheTextOfAKeyFollowsTheLayoutSetOnTheServer) {
     const testing::XvfbServer server;
     const XkbKeyboardLayout layout(server.display().c_str());
-    struct Case {
-        std::vector<std::string> setxkbmap;
-        Key key;
-        std::optional<std::string> text;
-    };
-    for (const auto& [setxkbmap, key, text] : std::vector<Case>{
+    using Layout = std::vector<std::string>;
+    for (const auto& [setxkbmap, key, text] : std::vector<std::tuple<Layout, Key, std::optional<std::string>>>{
              {{"us"}, Key::y, "y"},
-             {{"us"}, Key::minus, "-"},
              {{"de"}, Key::y, "z"},
              {{"de"}, Key::minus, "\u00DF"},
              {{"de"}, Key::return_, std::nullopt},  // prints nothing
