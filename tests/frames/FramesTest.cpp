@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -55,13 +54,10 @@ TEST(FrameFitTest, PlacesTheWholeImageOnBlackToThePixel) {
         for (int y = 0; y < 180; ++y) {
             for (int x = 0; x < 320; ++x) {
                 const bool inside = x >= c.x && x < c.x + c.width && y >= c.y && y < c.y + c.height;
-                if (inside ? near(fitted.pixel(x, y), kTeal, 2) : fitted.pixel(x, y) == kBlack) {
-                    continue;
-                }
-                if (wrong == 0) {
+                const bool right = inside ? near(fitted.pixel(x, y), kTeal, 2) : fitted.pixel(x, y) == kBlack;
+                if (!right && wrong++ == 0) {
                     ADD_FAILURE() << c.name << ": first wrong pixel at " << x << ", " << y;
                 }
-                ++wrong;
             }
         }
         EXPECT_EQ(wrong, 0) << c.name;

@@ -24,19 +24,15 @@ protected:
     const Localization localization{{}, {"en"}};
 };
 
-TEST_F(SettingsWindowTest, EachPaneIsMadeWhenFirstShownAndTheWindowKeepsThePaneAcrossClosing) {
+TEST_F(SettingsWindowTest, EachPaneIsMadeOnceWhenFirstShown) {
     SettingsWindow window(tabs(), localization, "no icons here");
     EXPECT_EQ(made, std::vector<std::string>{"images"}) << "a window opens on the images pane";
     window.bringForward();
     window.controller().toolbar()->actions().at(3)->trigger();  // spacer, images, general, about
     EXPECT_EQ(window.controller().selectedTab(), 2);
-    window.close();
-    window.bringForward();
-    EXPECT_EQ(window.controller().selectedTab(), 2);
     EXPECT_EQ(made, (std::vector<std::string>{"images", "about"})) << "the general pane was never shown";
     window.controller().selectTab(0);
     EXPECT_EQ(made.size(), 2U) << "a pane is made once";
-    EXPECT_EQ(window.windowTitle(), "settings.windowTitle");
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ protected:
     /// Before the view is made: two images, one of whose files is missing.
     bool addLibrary() {
         decoder.define("beach", Frame::black(40, 30));
-        testing::writeFile(store.imagesDirectoryURL() / "beach.png", "beach");
-        images.get().savedImages = {{kBeach, "Beach", "beach.png"}, {kDesk, "Desk", "missing.png"}};
+        testing::writeFile(managers.store.imagesDirectoryURL() / "beach.png", "beach");
+        managers.images.get().savedImages = {{kBeach, "Beach", "beach.png"}, {kDesk, "Desk", "missing.png"}};
         return true;
     }
 
@@ -52,18 +52,12 @@ protected:
     CapturingLog log;
     FakeImageDecoder decoder;
     SimulatedManagers managers{root.path(), decoder, log};
-    const SharedStore& store = managers.store;
-    std::shared_ptr<CameraManager>& camera = managers.camera;
-    SharedInstance<ImageManager>& images = managers.images;
-    std::shared_ptr<CameraDeviceManager>& cameras = managers.cameras;
-    std::shared_ptr<SystemExtensionInstaller>& installer = managers.installer;
-    std::shared_ptr<CameraPermission>& permission = managers.permission;
-    std::shared_ptr<PreviewRenderer>& preview = managers.preview;
     int quits = 0;
     const bool hasLibrary = addLibrary();
-    StatusPopoverView view{{*camera, images.get(), *cameras, *installer, *preview, *permission, managers.workspace,
-                            managers.localization, store, decoder},
-                           {[] {}, [] {}, [] {}, false, [this] { ++quits; }}};
+    StatusPopoverView view{
+        {*managers.camera, managers.images.get(), *managers.cameras, *managers.installer, *managers.preview,
+         *managers.permission, managers.workspace, managers.localization, managers.store, decoder},
+        {[] {}, [] {}, [] {}, false, [this] { ++quits; }}};
     // Shown, as in an open popover: a hidden one does not redraw.
     const bool shown = (view.show(), true);
 };
@@ -77,7 +71,7 @@ TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {
 
     row(view, "Desk")->click();
     settle();
-    EXPECT_EQ(camera->selectedImageId.value(), kDesk);
+    EXPECT_EQ(managers.camera->selectedImageId.value(), kDesk);
     EXPECT_TRUE(row(view, "Desk")->isChecked());
     EXPECT_FALSE(row(view, "menu.cameraOff")->isChecked());
 
@@ -85,26 +79,26 @@ TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {
     QApplication::sendEvent(row(view, "menu.quit"), &enter);
     EXPECT_EQ(quits, 1);
 
-    cameras->cameras = {{"desk", "Desk Camera", false}};
+    managers.cameras->cameras = {{"desk", "Desk Camera", false}};
     settle();
     row(view, "menu.selectCamera")->findChild<QMenu*>()->actions().back()->trigger();
-    EXPECT_EQ(camera->selectedCameraId.value(), "desk");
-    EXPECT_EQ(camera->currentMode.value(), Constants::CameraMode::camera);
+    EXPECT_EQ(managers.camera->selectedCameraId.value(), "desk");
+    EXPECT_EQ(managers.camera->currentMode.value(), Constants::CameraMode::camera);
 }
 
 TEST_F(StatusPopoverViewTest, BlocksComeAndGoWithTheirStatus) {
-    installer->status = Status::activated();
+    managers.installer->status = Status::activated();
     settle();
     EXPECT_EQ(row(view, "menu.installExtension"), nullptr);
     EXPECT_EQ(row(view, "menu.cameraPermission.openSettings"), nullptr);
-    permission->status = AuthorizationStatus::denied;
+    managers.permission->status = AuthorizationStatus::denied;
     settle();
     EXPECT_NE(row(view, "menu.cameraPermission.openSettings"), nullptr);
 }
 
 TEST_F(StatusPopoverViewTest, FramesRepaintThePreviewWithoutRebuildingTheRows) {
     const auto before = view.findChildren<PopoverRow*>();
-    preview->currentFrame = Frame::black(320, 180);
+    managers.preview->currentFrame = Frame::black(320, 180);
     settle();
     EXPECT_EQ(view.findChildren<PopoverRow*>(), before);
 }

@@ -16,7 +16,6 @@ TEST(SerialQueueTest, RunsWorkFromManyThreadsInOrderOnOneThreadOfItsOwn) {
     std::promise<void> finished;
     {
         SerialQueue queue("com.orsk.moritane.test");
-        EXPECT_EQ(queue.label(), "com.orsk.moritane.test");
         std::vector<std::thread> producers;
         for (auto& produced : order) {
             producers.emplace_back([&, list = &produced] {

@@ -1,8 +1,6 @@
 #include "platform/qt/QtRunLoop.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
-#include <QTimer>
+#include "testsupport/QtWait.h"
 
 #include <gtest/gtest.h>
 
@@ -13,22 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Runs the event loop until `done` holds or a generous limit passes; false on the limit.
-bool runUntil(const std::function<bool()>& done) {
-    QEventLoop loop;
-    QTimer check;
-    QObject::connect(&check, &QTimer::timeout, [&] {
-        if (done()) {
-            loop.quit();
-        }
-    });
-    check.start(1);
-    QTimer limit;
-    limit.setSingleShot(true);
-    QObject::connect(&limit, &QTimer::timeout, &loop, [&] { loop.exit(1); });
-    limit.start(10000);
-    return loop.exec() == 0;
-}
+using testing::runUntil;
 
 TEST(QtRunLoopTest, WorkPostedFromAnotherThreadRunsOnTheMainThreadInOrder) {
     QtRunLoop runLoop;
