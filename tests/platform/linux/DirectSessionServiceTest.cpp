@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace moritane {
 namespace {
 
@@ -29,10 +31,13 @@ TEST_F(DirectSessionServiceTest, WritesItsAutostartEntryOnceAndLeavesOneThatItsU
     }
 }
 
-TEST_F(DirectSessionServiceTest, ADaemonThatEndsAtItsStartIsAnErrorWithItsStatusAndLastWords) {
+TEST_F(DirectSessionServiceTest, ALogThatIsNoFileOrADaemonThatEndsAtItsStartIsAnError) {
     std::filesystem::create_directories(directory / "current");
     testing::writeFile(directory / "current/moritane-camera", "#!/bin/sh\necho 'cannot reach PipeWire' >&2\nexit 3\n");
     std::filesystem::permissions(directory / "current/moritane-camera", std::filesystem::perms::owner_all);
+    ASSERT_EQ(::mkfifo((directory / "log").c_str(), 0600), 0);  // must not be waited on
+    EXPECT_TRUE(service.restart().has_value());
+    std::filesystem::remove(directory / "log");
     const auto failure = service.restart();
     ASSERT_TRUE(failure.has_value());
     EXPECT_NE(failure->description.find("exit status 3 at its start: cannot reach PipeWire"), std::string::npos)
