@@ -1,25 +1,19 @@
 #include "camera/AppDelegate.h"
 
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
 #include "platform/sim/FakeCameraAuthorization.h"
 #include "platform/sim/ManualDispatchQueue.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/CoreFixture.h"
 
 namespace moritane {
 namespace {
 
 using Constants::CameraMode;
 
-class AppDelegateTest : public ::testing::Test {
+class AppDelegateTest : public testing::CoreFixture {
 protected:
     std::shared_ptr<AppDelegate> makeDelegate() {
         return AppDelegate::create({
-            .cameraManager = cameraManager,
+            .cameraManager = camera,
             .defaults = defaults,
             .cameraAuthorization = authorization,
             .utilityQueue = utilityQueue,
@@ -31,7 +25,7 @@ protected:
                 [this] {
                     steps.emplace_back("status item");
                     if (statusItemHasButton) {
-                        icons.push_back(cameraManager.get().currentMode.value());
+                        icons.push_back(camera.get().currentMode.value());
                     }
                 },
             .updateStatusIcon = [this](CameraMode mode) { icons.push_back(mode); },
@@ -40,22 +34,13 @@ protected:
             .refreshExtensionStatus = [this] { steps.emplace_back("refresh extension status"); },
             .startCameraDiscovery = [this] { steps.emplace_back("camera discovery"); },
             .attachCameraShortcuts =
-                [this] {
-                    steps.emplace_back(cameraManager.isMade() ? "shortcuts (manager made)" : "shortcuts (no manager)");
-                },
+                [this] { steps.emplace_back(camera.isMade() ? "shortcuts (manager made)" : "shortcuts (no manager)"); },
         });
     }
 
-    testing::TemporaryDirectory root;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
-    CapturingLog log;
     FakeCameraAuthorization authorization;
     ManualDispatchQueue utilityQueue{"utility"};
     Published<bool> updaterCanCheck{false};
-    SharedInstance<CameraManager> cameraManager{[this] { return CameraManager::create({store, defaults, loop, log}); }};
     bool statusItemHasButton = true;
     std::vector<std::string> steps;
     std::vector<CameraMode> icons;
@@ -87,19 +72,18 @@ TEST_F(AppDelegateTest, LaterLaunchActivatesTheExtensionThenAsksForAnUndecidedPe
 }
 
 TEST_F(AppDelegateTest, TheIconFollowsTheModeOnLaterTurnsOfTheMainQueueWhileTheDelegateLives) {
-    testing::writeFile(root / "state.json",
-                       R"({"mode":"image","selectedImageId":"11111111-2222-4333-8444-555555555555"})");
+    writeState(R"({"mode":"image","selectedImageId":"11111111-2222-4333-8444-555555555555"})");
     auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
     EXPECT_EQ(icons, std::vector<CameraMode>{CameraMode::image});  // set by the status item itself
     loop.drainMain();
     EXPECT_EQ(icons, (std::vector<CameraMode>{CameraMode::image, CameraMode::image}));
-    cameraManager.get().switchToCamera();
+    camera.get().switchToCamera();
     EXPECT_EQ(icons.size(), 2U);
     loop.drainMain();
     EXPECT_EQ(icons.back(), CameraMode::camera);
     delegate.reset();  // held weakly by its subscriptions
-    cameraManager.get().turnOff();
+    camera.get().turnOff();
     loop.drainMain();
     EXPECT_EQ(icons.back(), CameraMode::camera);
 }
@@ -108,7 +92,7 @@ TEST_F(AppDelegateTest, WithoutAStatusItemButtonTheManagerIsMadeForTheIconSubscr
     statusItemHasButton = false;
     const auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
-    EXPECT_TRUE(cameraManager.isMade());
+    EXPECT_TRUE(camera.isMade());
     EXPECT_EQ(steps.back(), "shortcuts (manager made)");
 }
 
@@ -128,7 +112,7 @@ TEST_F(AppDelegateTest, BecomingActiveOnlyRefreshesTheExtensionStatus) {
     const auto delegate = makeDelegate();
     delegate->applicationDidBecomeActive();
     EXPECT_EQ(steps, std::vector<std::string>{"refresh extension status"});
-    EXPECT_FALSE(cameraManager.isMade());
+    EXPECT_FALSE(camera.isMade());
 }
 
 }  // namespace

@@ -1,13 +1,7 @@
 #include "camera/CameraManager.h"
 
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
 #include "support/Files.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/CoreFixture.h"
 
 namespace moritane {
 namespace {
@@ -18,24 +12,15 @@ using Constants::CameraMode;
 const auto kFirst = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
 const auto kSecond = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
 
-class CameraManagerTest : public ::testing::Test {
+class CameraManagerTest : public testing::CoreFixture {
 protected:
-    std::shared_ptr<CameraManager> make() { return CameraManager::create({store, defaults, loop, log}); }
-    [[nodiscard]] std::string stateFile() const { return testing::readFile(root / "state.json"); }
     [[nodiscard]] std::optional<std::chrono::system_clock::time_point> heartbeat() const {
         return files::modificationTime(root / "heartbeat");
     }
-
-    testing::TemporaryDirectory root;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
-    CapturingLog log;
 };
 
 TEST_F(CameraManagerTest, FirstStartWritesOffAndAnEmptyHeartbeat) {
-    const auto manager = make();
+    const auto manager = makeCamera();
     EXPECT_EQ(manager->currentMode.value(), CameraMode::off);
     EXPECT_EQ(stateFile(), R"({"mode":"off"})");
     EXPECT_EQ(std::filesystem::file_size(root / "heartbeat"), 0U);
@@ -44,10 +29,9 @@ TEST_F(CameraManagerTest, FirstStartWritesOffAndAnEmptyHeartbeat) {
 }
 
 TEST_F(CameraManagerTest, RestoresTheStoredStateAndRemembersItsImageInMemoryOnly) {
-    testing::writeFile(
-        root / "state.json",
+    writeState(
         R"({"selectedCameraId":"cam-1","mode":"image","selectedImageId":"aaaaaaaa-bbbb-4ccc-8ddd-eeeeeeeeeeee"})");
-    const auto manager = make();
+    const auto manager = makeCamera();
     EXPECT_EQ(manager->currentMode.value(), CameraMode::image);
     EXPECT_EQ(manager->selectedImageId.value(), kSecond);
     EXPECT_EQ(manager->selectedCameraId.value(), "cam-1");
@@ -60,16 +44,14 @@ TEST_F(CameraManagerTest, RestoresTheStoredStateAndRemembersItsImageInMemoryOnly
 
 TEST_F(CameraManagerTest, TheLastImageComesFromAnImageStateElseFromADefaultThatSpellsAUuid) {
     defaults.setObject("lastSelectedImageId", std::string("not a uuid"));
-    EXPECT_EQ(make()->lastSelectedImageId(), std::nullopt);
+    EXPECT_EQ(makeCamera()->lastSelectedImageId(), std::nullopt);
     defaults.setObject("lastSelectedImageId", std::int64_t{5});
-    EXPECT_EQ(make()->lastSelectedImageId(), std::nullopt);
+    EXPECT_EQ(makeCamera()->lastSelectedImageId(), std::nullopt);
     defaults.setObject("lastSelectedImageId", kFirst.uuidString());
-    testing::writeFile(root / "state.json",
-                       R"({"mode":"off","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE"})");
-    EXPECT_EQ(make()->lastSelectedImageId(), kFirst);  // off mode: the stored image does not count
-    testing::writeFile(root / "state.json",
-                       R"({"mode":"image","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE"})");
-    EXPECT_EQ(make()->lastSelectedImageId(), kSecond);
+    writeState(R"({"mode":"off","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE"})");
+    EXPECT_EQ(makeCamera()->lastSelectedImageId(), kFirst);  // off mode: the stored image does not count
+    writeState(R"({"mode":"image","selectedImageId":"AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE"})");
+    EXPECT_EQ(makeCamera()->lastSelectedImageId(), kSecond);
 }
 
 TEST_F(CameraManagerTest, AnUnreadableStateFileStartsSilentlyInOff) {
@@ -77,9 +59,9 @@ TEST_F(CameraManagerTest, AnUnreadableStateFileStartsSilentlyInOff) {
     const std::vector<std::string> contents{R"({"mode":"camera")", R"({"mode":"video"})",
                                             R"({"mode":"camera"})" + std::string(70000, ' ')};
     for (const auto& content : contents) {
-        testing::writeFile(root / "state.json", content);
+        writeState(content);
         log.clear();
-        const auto manager = make();
+        const auto manager = makeCamera();
         EXPECT_EQ(manager->currentMode.value(), CameraMode::off) << content.substr(0, 40);
         EXPECT_EQ(stateFile(), R"({"mode":"off"})");
         EXPECT_EQ(log.lines().size(), 1U);
@@ -87,7 +69,7 @@ TEST_F(CameraManagerTest, AnUnreadableStateFileStartsSilentlyInOff) {
 }
 
 TEST_F(CameraManagerTest, EveryOperationWritesAndLogsKeepingTheChosenCameraAndLeavingImageModeKeepsTheLastImage) {
-    const auto manager = make();
+    const auto manager = makeCamera();
     manager->selectedCameraId = std::string("usb-1");
     log.clear();
     manager->turnOff();
@@ -109,7 +91,7 @@ TEST_F(CameraManagerTest, EveryOperationWritesAndLogsKeepingTheChosenCameraAndLe
 }
 
 TEST_F(CameraManagerTest, SubscribersHearTheModeBeforeTheImageAndNeverAHalfWrittenFile) {
-    const auto manager = make();
+    const auto manager = makeCamera();
     std::vector<std::string> heard;
     auto mode = manager->currentMode.subscribe([&](CameraMode value) {
         heard.push_back(std::string("mode ") + std::string(Constants::rawValue(value)) + " file " + stateFile());
@@ -127,7 +109,7 @@ TEST_F(CameraManagerTest, SubscribersHearTheModeBeforeTheImageAndNeverAHalfWritt
 }
 
 TEST_F(CameraManagerTest, AFailedWriteIsLoggedAndMemoryRunsAhead) {
-    const auto manager = make();
+    const auto manager = makeCamera();
     manager->selectedCameraId = std::string("bad \xc3 byte");  // cannot be encoded
     log.clear();
     manager->switchToCamera();
@@ -145,7 +127,7 @@ TEST_F(CameraManagerTest, AFailedWriteIsLoggedAndMemoryRunsAhead) {
 }
 
 TEST_F(CameraManagerTest, HeartbeatMovesEverySecondInEveryModeButNotWhileAMenuIsTracked) {
-    const auto manager = make();
+    const auto manager = makeCamera();
     const auto start = loop.now();
     for (const auto& operation : std::vector<std::function<void()>>{
              [&] { manager->turnOff(); }, [&] { manager->switchToCamera(); }, [&] { manager->selectImage(kFirst); }}) {
@@ -171,7 +153,7 @@ TEST_F(CameraManagerTest, HeartbeatMovesEverySecondInEveryModeButNotWhileAMenuIs
 }
 
 TEST_F(CameraManagerTest, TheTimerHoldsTheManagerWeakly) {
-    auto manager = make();
+    auto manager = makeCamera();
     std::weak_ptr<CameraManager> weak = manager;
     manager.reset();
     EXPECT_TRUE(weak.expired());

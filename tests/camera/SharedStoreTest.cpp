@@ -1,23 +1,18 @@
 #include "camera/SharedStore.h"
 
-#include "platform/sim/FakeAppGroupContainer.h"
 #include "support/Files.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/CoreFixture.h"
 
 #include <thread>
 
 namespace moritane {
 namespace {
 
-using testing::TemporaryDirectory;
 using namespace std::chrono_literals;
+using SharedStoreTest = testing::CoreFixture;
 
-TEST(SharedStoreTest, TheContainerWinsElseEverythingLiesInTheFixedDirectoryMadeOnce) {
-    const TemporaryDirectory root;
-    FakeAppGroupContainer container(root.path(), root / "a" / "fixed");
-    const SharedStore store(container);
+TEST_F(SharedStoreTest, TheContainerWinsElseEverythingLiesInTheFixedDirectoryMadeOnce) {
+    container.fixed = root / "a" / "fixed";
     EXPECT_EQ(store.stateFileURL(), root / "state.json");
     EXPECT_FALSE(std::filesystem::exists(root / "a"));
     container.container = std::nullopt;  // asked anew at every use
@@ -34,10 +29,7 @@ TEST(SharedStoreTest, TheContainerWinsElseEverythingLiesInTheFixedDirectoryMadeO
     EXPECT_FALSE(std::filesystem::exists(root / "a" / "fixed"));  // made once per process, not again
 }
 
-TEST(SharedStoreTest, ImagesDirectoryIsMadeAtEveryReadAndAFileInTheWayIsIgnored) {
-    const TemporaryDirectory root;
-    const FakeAppGroupContainer container(root.path(), root / "fixed");
-    const SharedStore store(container);
+TEST_F(SharedStoreTest, ImagesDirectoryIsMadeAtEveryReadAndAFileInTheWayIsIgnored) {
     EXPECT_EQ(store.imagesDirectoryURL(), root / "Images" / "");
     EXPECT_TRUE(std::filesystem::is_directory(root / "Images"));
     std::filesystem::remove(root / "Images");
@@ -46,10 +38,7 @@ TEST(SharedStoreTest, ImagesDirectoryIsMadeAtEveryReadAndAFileInTheWayIsIgnored)
     EXPECT_EQ(testing::readFile(root / "Images"), "not a folder");
 }
 
-TEST(SharedStoreTest, HeartbeatNeverFollowsALinkNorEmptiesWhatIsThere) {
-    const TemporaryDirectory root;
-    const FakeAppGroupContainer container(root.path(), root / "fixed");
-    const SharedStore store(container);
+TEST_F(SharedStoreTest, HeartbeatNeverFollowsALinkNorEmptiesWhatIsThere) {
     testing::writeFile(root / "victim", "precious");
     const auto victimTime = files::modificationTime(root / "victim");
     std::filesystem::create_symlink(root / "victim", root / "heartbeat");

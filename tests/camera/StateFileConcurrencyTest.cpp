@@ -1,12 +1,5 @@
-#include "camera/CameraManager.h"
 #include "cameraextension/SharedStateReader.h"
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/CoreFixture.h"
 
 #include <atomic>
 #include <thread>
@@ -14,17 +7,13 @@
 namespace moritane {
 namespace {
 
+using StateFileConcurrencyTest = testing::CoreFixture;
+
 // The extension reads without any lock while the application replaces the file: every read
 // must find a whole file, old or new. A write in place shows up as an empty or cut file within
 // the first few writes.
-TEST(StateFileConcurrencyTest, AReaderBesideHundredsOfWritesNeverSeesAPartialFile) {
-    const testing::TemporaryDirectory root;
-    const FakeAppGroupContainer container(root.path(), root / "fixed");
-    const SharedStore store(container);
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
-    CapturingLog log;
-    const auto manager = CameraManager::create({store, defaults, loop, log});
+TEST_F(StateFileConcurrencyTest, AReaderBesideHundredsOfWritesNeverSeesAPartialFile) {
+    const auto manager = makeCamera();
     manager->selectedCameraId = std::string(200, 'c');  // a longer file makes a torn read likelier
 
     std::atomic<bool> writing = true;

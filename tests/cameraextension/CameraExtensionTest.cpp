@@ -3,6 +3,7 @@
 #include "library/SavedImage.h"
 #include "platform/sim/CapturingLog.h"
 #include "platform/sim/FakeCaptureDevices.h"
+#include "platform/sim/FakeDirectoryWatcher.h"
 #include "platform/sim/FakeImageDecoder.h"
 #include "platform/sim/FakeVideoCapture.h"
 #include "platform/sim/ManualDispatchQueue.h"
@@ -19,18 +20,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Change = DirectoryWatcher::Change;
-
-struct FakeDirectoryWatcher final : DirectoryWatcher {
-    std::optional<Error> watch(const std::filesystem::path& directory, Handler handler) override {
-        watched = directory;
-        tell = std::move(handler);
-        return std::nullopt;
-    }
-    void cancel() override { tell = nullptr; }
-
-    std::filesystem::path watched;
-    Handler tell;
-};
 
 constexpr std::array<std::uint8_t, 4> red{0, 0, 255, 255};
 constexpr std::array<std::uint8_t, 4> green{0, 255, 0, 255};

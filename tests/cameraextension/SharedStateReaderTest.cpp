@@ -1,13 +1,6 @@
 #include "cameraextension/SharedStateReader.h"
 
-#include "camera/CameraManager.h"
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/CoreFixture.h"
 
 namespace moritane {
 namespace {
@@ -15,15 +8,9 @@ namespace {
 using namespace std::chrono_literals;
 using Constants::CameraMode;
 
-class SharedStateReaderTest : public ::testing::Test {
+class SharedStateReaderTest : public testing::CoreFixture {
 protected:
-    testing::TemporaryDirectory root;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
-    CapturingLog log;
-    std::shared_ptr<CameraManager> manager = CameraManager::create({store, defaults, loop, log});
+    std::shared_ptr<CameraManager> manager = makeCamera();
     SharedStateReader extension{root.path()};
 };
 
@@ -33,7 +20,7 @@ TEST_F(SharedStateReaderTest, FollowsEveryModeTheApplicationWritesAndShowsBlackF
     EXPECT_EQ(extension.output(), (SharedStateReader::Output{CameraMode::camera, "usb-1", std::nullopt, std::nullopt}));
     manager->turnOff();
     EXPECT_EQ(extension.output(), SharedStateReader::Output{});
-    testing::writeFile(root / "state.json", R"({"mode":"camera")");
+    writeState(R"({"mode":"camera")");
     EXPECT_FALSE(extension.state());
     EXPECT_EQ(extension.output().mode, CameraMode::off);  // unreadable: black, and why
     EXPECT_TRUE(extension.output().problem->starts_with("cannot read state.json: ")) << *extension.output().problem;

@@ -1,15 +1,10 @@
 #include "library/ImageManager.h"
 
 #include "cameraextension/SharedStateReader.h"
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
 #include "support/Files.h"
-#include "testsupport/TemporaryDirectory.h"
+#include "testsupport/CoreFixture.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 #include <atomic>
@@ -29,7 +24,7 @@ std::vector<std::string> names(const std::vector<SavedImage>& images) {
     return result;
 }
 
-class ImageManagerTest : public ::testing::Test {
+class ImageManagerTest : public testing::CoreFixture {
 protected:
     std::shared_ptr<ImageManager> make() { return ImageManager::create({store, camera, loop, log}); }
 
@@ -64,14 +59,7 @@ protected:
                            std::filesystem::file_size(index()), index().string());
     }
 
-    testing::TemporaryDirectory root;
     testing::TemporaryDirectory sources;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
-    CapturingLog log;
-    SharedInstance<CameraManager> camera{[this] { return CameraManager::create({store, defaults, loop, log}); }};
 };
 
 TEST_F(ImageManagerTest, AFirstRunWritesNothingUntilTheFirstImport) {
@@ -253,14 +241,14 @@ TEST_F(ImageManagerTest, RenamingTouchesOnlyTheIndex) {
     const auto manager = library({"A.png", "B.png"});
     const auto shown = manager->savedImages.value()[1];
     camera.get().selectImage(shown.id);
-    const auto state = testing::readFile(root / "state.json");
+    const auto state = stateFile();
     log.clear();
 
     manager->renameImage(shown.id, "  Beach \"2024\"  ");
     EXPECT_EQ(names(onDisk()), (std::vector<std::string>{"A", "  Beach \"2024\"  "}));
     EXPECT_EQ(onDisk()[1].fileName, shown.fileName);
     EXPECT_EQ(log.lines(), std::vector<std::string>{wroteLine(2)});
-    EXPECT_EQ(testing::readFile(root / "state.json"), state);
+    EXPECT_EQ(stateFile(), state);
 
     log.clear();
     const auto before = files::modificationTime(index());

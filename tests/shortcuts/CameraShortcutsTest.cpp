@@ -1,14 +1,8 @@
 #include "shortcuts/CameraShortcuts.h"
 
 #include "library/ImageManager.h"
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeAppGroupContainer.h"
-#include "platform/sim/FakeHotKeyService.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "shortcuts/RegistryFixture.h"
+#include "testsupport/CoreFixture.h"
 
 namespace moritane::GlobalShortcuts {
 namespace {
@@ -16,9 +10,18 @@ namespace {
 using Constants::CameraMode;
 
 /// The application's side of the shortcuts: a library, a camera manager reading it, the registry.
-class CameraShortcutsTest : public ::testing::Test {
+class CameraShortcutsTest : public RegistryFixture<testing::CoreFixture> {
 protected:
-    CameraShortcutsTest() { shortcuts.attachActions(camera); }
+    CameraShortcutsTest() {
+        savedImageIds = [this] {
+            std::vector<Uuid> ids;
+            for (const auto& image : images.get().savedImages.value()) {
+                ids.push_back(image.id);
+            }
+            return ids;
+        };
+        shortcuts.attachActions(camera);
+    }
 
     void tap(std::uint32_t keyCode) {
         service.press(keyCode, 0x1900, true);
@@ -29,29 +32,8 @@ protected:
         images.get().addImage(root / name);
         return images.get().savedImages.value().back().id;
     }
-    SharedInstance<CameraManager>::Factory makeCamera() {
-        return [this] {
-            return CameraManager::create({store, defaults, loop, log, [this] {
-                                              std::vector<Uuid> ids;
-                                              for (const auto& image : images.get().savedImages.value()) {
-                                                  ids.push_back(image.id);
-                                              }
-                                              return ids;
-                                          }});
-        };
-    }
 
-    testing::TemporaryDirectory root;
-    FakeAppGroupContainer container{root.path(), root / "fixed"};
-    SharedStore store{container};
-    MemoryDefaults defaults;
-    ManualRunLoop loop;
-    CapturingLog log;
-    NotificationCenter center;
-    FakeHotKeyService service;
-    SharedInstance<CameraManager> camera{makeCamera()};
     SharedInstance<ImageManager> images{[this] { return ImageManager::create({store, camera, loop, log}); }};
-    std::shared_ptr<Registry> registry = Registry::create({defaults, center, loop, service});
     CameraShortcuts shortcuts{*registry};
 };
 
@@ -71,7 +53,7 @@ TEST_F(CameraShortcutsTest, ActionsRunAtTheReleaseAndTheLastImageIsShownAcrossAR
     camera.get().selectImage(second);
     tap(29);
     EXPECT_EQ(camera.get().currentMode.value(), CameraMode::off);
-    const auto restarted = makeCamera()();  // a later start, over the same defaults and files
+    const auto restarted = makeCamera();  // a later start, over the same defaults and files
     restarted->showLastImage();
     EXPECT_EQ(restarted->currentMode.value(), CameraMode::image);
     EXPECT_EQ(restarted->selectedImageId.value(), second);

@@ -1,10 +1,6 @@
 #include "shortcuts/GlobalShortcuts.h"
 
-#include "platform/sim/FakeHotKeyService.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
-
-#include <gtest/gtest.h>
+#include "shortcuts/RegistryFixture.h"
 
 namespace moritane::GlobalShortcuts {
 namespace {
@@ -13,7 +9,7 @@ const Shortcut kCtrlOptCmd1{18, 0x1900};
 const Shortcut kCtrlOptCmd2{19, 0x1900};
 using Strings = std::vector<std::string>;
 
-class GlobalShortcutsTest : public ::testing::Test {
+class GlobalShortcutsTest : public RegistryFixture<> {
 protected:
     GlobalShortcutsTest() {
         observer = center.addObserver(std::string(Registry::shortcutByNameDidChange), [this](const Notification& note) {
@@ -34,11 +30,6 @@ protected:
     }
     void takeCalls() { service.calls.clear(); }
 
-    MemoryDefaults defaults;
-    NotificationCenter center;
-    ManualRunLoop loop;
-    FakeHotKeyService service;
-    std::shared_ptr<Registry> registry = Registry::create({defaults, center, loop, service});
     ObserverToken observer;
     std::vector<std::string> posted;
 };

@@ -1,11 +1,7 @@
 #include "shortcuts/Recorder.h"
 
-#include "platform/sim/FakeHotKeyService.h"
 #include "platform/sim/FakeKeyboardLayouts.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
-
-#include <gtest/gtest.h>
+#include "shortcuts/RegistryFixture.h"
 
 #include <tuple>
 
@@ -98,7 +94,7 @@ public:
     std::function<int()> answer;
 };
 
-class RecorderTest : public ::testing::Test {
+class RecorderTest : public RegistryFixture<> {
 protected:
     RecorderTest() {
         system.entries = kSystemUsesCommandSpace;
@@ -112,11 +108,6 @@ protected:
 
     bool press(Key key, std::int64_t flags) { return controller->handle(keyDown(key, flags)); }
 
-    MemoryDefaults defaults;
-    NotificationCenter center;
-    ManualRunLoop loop;
-    FakeHotKeyService service;
-    std::shared_ptr<Registry> registry = Registry::create({defaults, center, loop, service});
     Name name = registry->makeName("cameraOff", kCtrlOptCmd0);
     FakeKeyboardLayout layout;
     FakeSymbolicHotKeys system;

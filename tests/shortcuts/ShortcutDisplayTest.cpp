@@ -1,12 +1,8 @@
 #include "shortcuts/ShortcutDisplay.h"
 
-#include "platform/sim/FakeHotKeyService.h"
 #include "platform/sim/FakeKeyboardLayouts.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
+#include "shortcuts/RegistryFixture.h"
 #include "support/Localization.h"
-
-#include <gtest/gtest.h>
 
 #include <thread>
 
@@ -105,14 +101,9 @@ TEST(ShortcutDisplayTest, MenuSearchIsDepthFirstWithTheShiftRuleAndExactMasks) {
 }
 
 /// The store and registry that menu-item bindings follow.
-class MenuItemBindingTest : public ::testing::Test {
+class MenuItemBindingTest : public RegistryFixture<> {
 protected:
-    MemoryDefaults defaults;
-    NotificationCenter center;
-    ManualRunLoop loop;
-    FakeHotKeyService service;
     FakeKeyboardLayout layout;
-    std::shared_ptr<Registry> registry = Registry::create({defaults, center, loop, service});
 };
 
 TEST_F(MenuItemBindingTest, ABoundMenuItemFollowsItsName) {

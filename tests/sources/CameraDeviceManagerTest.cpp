@@ -105,10 +105,9 @@ TEST_F(CameraDeviceManagerTest, AManagerThatIsGoneNeitherPublishesNorListens) {
 
 // The three kinds of thread: notifications posted from a system thread, discovery on its own
 // serial queue, the list assigned on the main thread.
-TEST(CameraDeviceManagerThreadsTest, NotificationsFromAnotherThreadEndInOrderOnTheMainThread) {
-    FakeCaptureDevices devices;
-    NotificationCenter center;
-    ManualRunLoop loop;
+using CameraDeviceManagerThreadsTest = CameraDeviceManagerTest;
+
+TEST_F(CameraDeviceManagerThreadsTest, NotificationsFromAnotherThreadEndInOrderOnTheMainThread) {
     const auto manager = CameraDeviceManager::create(
         {devices, center, loop, [](std::string label) { return std::make_unique<SerialQueue>(std::move(label)); }});
     std::vector<bool> onMain;
