@@ -1,7 +1,6 @@
 #include "support/Files.h"
-#include "testsupport/Process.h"
+#include "testsupport/DesktopFixture.h"
 #include "testsupport/TemporaryDirectory.h"
-#include "testsupport/Xvfb.h"
 
 #include <gtest/gtest.h>
 
@@ -10,23 +9,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace moritane {
 namespace {
 
 using namespace std::chrono_literals;
 
-/// The moritane program, started on a home directory of the test's; its standard error is read.
+/// The program on a home of the test's, with no display unless `variables` give one.
 testing::ChildProcess startProgram(const std::filesystem::path& home, std::vector<std::string> variables = {}) {
-    variables.insert(variables.end(), {"HOME=" + home.string(), "LANG=C.UTF-8", "QT_QPA_PLATFORM=offscreen"});
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string_view variable(*entry);
-        if (variable.starts_with("PATH=") || variable.starts_with("ASAN_") || variable.starts_with("UBSAN_")) {
-            variables.emplace_back(variable);
-        }
-    }
-    return {{MORITANE_PROGRAM}, variables, STDERR_FILENO};
+    variables.insert(variables.end(), {"LANG=C.UTF-8", "QT_QPA_PLATFORM=offscreen"});
+    return testing::startProgram(MORITANE_PROGRAM, home, std::move(variables));
 }
 
 /// Waits for `count` changes of the times of `name` in `directory` (setting the modification time
@@ -57,8 +48,7 @@ std::vector<std::chrono::system_clock::time_point> awaitTouches(const std::files
 
 TEST(ProgramTest, AfterOnboardingTheCameraExtensionIsInstalledAndStarted) {
     const testing::TemporaryDirectory home;
-    std::filesystem::create_directories(home / ".config/moritane");
-    testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
+    testing::completeOnboarding(home.path());
     auto program = startProgram(home.path());
     ASSERT_TRUE(program.waitFor("SystemExtensionInstaller: Camera extension: not installed")) << program.output();
     ASSERT_TRUE(program.waitFor("SystemExtensionInstaller: Camera extension: installing")) << program.output();

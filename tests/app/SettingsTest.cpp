@@ -1,31 +1,18 @@
 #include "support/Files.h"
-#include "testsupport/Desktop.h"
-#include "testsupport/TemporaryDirectory.h"
+#include "testsupport/DesktopFixture.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <regex>
 
 namespace moritane {
 namespace {
 
-using namespace std::chrono_literals;
-
-const std::string kPath = "PATH=/usr/local/bin:/usr/bin:/bin";
 const std::string kTitle = "Moritaneの設定";
 const std::string kEnglishTitle = "Moritane Settings";
 
-class SettingsTest : public ::testing::Test {
+class SettingsTest : public testing::DesktopFixture {
 protected:
-    // The program installs and starts the camera once onboarding is done.
-    void TearDown() override {
-        EXPECT_TRUE(testing::endDaemon(home / "runtime/moritane-camera.lock", "moritane-camera"));
-    }
-    [[nodiscard]] testing::ChildProcess start(const std::string& language = "ja_JP.UTF-8") const {
-        return desktop.start(MORITANE_PROGRAM, home.path(), language);
-    }
     [[nodiscard]] std::string title(const std::string& window) const {
         auto name = desktop.server.output({"xdotool", "getwindowname", window});
         return name.substr(0, name.find('\n'));
@@ -40,26 +27,16 @@ protected:
         }
         return found;
     }
-    [[nodiscard]] std::string defaults() const {
-        const auto content = files::readFile(home / ".config/moritane/defaults.json", 1 << 16);
-        return content ? content.value() : std::string{};
-    }
-    bool key(const std::string& keys) const { return desktop.server.xdotool({"key", "--delay", "50", keys}); }
-
-    testing::Desktop desktop;
-    testing::TemporaryDirectory home;
+    [[nodiscard]] std::string defaults() const { return testing::readFile(home / ".config/moritane/defaults.json"); }
 };
 
 TEST_F(SettingsTest, ALaterStartBringsUpTheSettingsWindowWhichKeepsItsPaneAndAddsImages) {
-    // Onboarding is done: only the windows under test come up.
-    std::filesystem::create_directories(home / ".config/moritane");
-    testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
-    const testing::ChildProcess tray({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request"},
-                                     {"DISPLAY=" + desktop.server.display(), kPath}, STDOUT_FILENO);
-    auto program = start();
+    testing::completeOnboarding(home.path());
+    const auto host = tray();
+    auto program = start("ja_JP.UTF-8");
     ASSERT_TRUE(program.waitFor("Cameras: ")) << program.output();  // the start-up is through
 
-    auto later = start();
+    auto later = start("ja_JP.UTF-8");
     EXPECT_TRUE(later.waitFor("SingleInstance: moritane runs already; asked it to open its settings"));
     ASSERT_TRUE(testing::eventually([&] { return !settingsWindow().empty(); })) << program.output();
     const auto window = settingsWindow();
@@ -83,7 +60,7 @@ TEST_F(SettingsTest, ALaterStartBringsUpTheSettingsWindowWhichKeepsItsPaneAndAdd
     // have made anew, so it is found by its title again).
     ASSERT_TRUE(key("ctrl+w"));
     ASSERT_TRUE(testing::eventually([&] { return settingsWindow().empty(); }));
-    auto again = start();
+    auto again = start("ja_JP.UTF-8");
     EXPECT_TRUE(again.waitFor("asked it to open its settings"));
     ASSERT_TRUE(testing::eventually([&] { return !settingsWindow().empty(); })) << program.output();
     EXPECT_EQ(desktop.geometry(settingsWindow()), shown);
@@ -93,7 +70,7 @@ TEST_F(SettingsTest, ALaterStartBringsUpTheSettingsWindowWhichKeepsItsPaneAndAdd
     ASSERT_TRUE(key("ctrl+Tab"));
     const auto emptyPane = desktop.pixels(shown);
     const auto picture = home / "green.png";
-    ASSERT_TRUE(testing::runToEnd({"convert", "-size", "64x36", "xc:#00c000", picture.string()}, {kPath}));
+    ASSERT_TRUE(desktop.server.run({"convert", "-size", "64x36", "xc:#00c000", picture.string()}));
     ASSERT_TRUE(desktop.click({shown.x + shown.width - 70, shown.y + shown.height - 22, 1, 1}));
     // Typed keys go to the file dialog once it has the keyboard.
     ASSERT_TRUE(testing::eventually([&] {
@@ -103,28 +80,27 @@ TEST_F(SettingsTest, ALaterStartBringsUpTheSettingsWindowWhichKeepsItsPaneAndAdd
     ASSERT_TRUE(desktop.server.xdotool({"type", "--delay", "20", picture.string()}));
     ASSERT_TRUE(key("Return"));
     ASSERT_TRUE(program.waitFor("ImageManager: copied " + picture.string())) << program.output();
-    const auto index = files::readFile(home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane/images.json", 1 << 16);
+    const auto index = files::readFile(shared / "images.json", 1 << 16);
     ASSERT_TRUE(index);
     EXPECT_NE(index.value().find(R"("name":"green")"), std::string::npos) << index.value();
     EXPECT_TRUE(testing::eventually([&] { return desktop.pixels(shown) != emptyPane; })) << "a row";
 }
 
 TEST_F(SettingsTest, OnboardingComesOnceAndTheGeneralPaneSetsLaunchAtLoginAndRecordsShortcuts) {
-    const testing::ChildProcess tray({"trayer", "--edge", "top", "--align", "right", "--widthtype", "request"},
-                                     {"DISPLAY=" + desktop.server.display(), kPath}, STDOUT_FILENO);
+    const auto host = tray();
     {
-        auto first = start("C.UTF-8");
+        auto first = start();
         ASSERT_TRUE(testing::eventually([&] { return !settingsWindow("Moritane Setup").empty(); })) << first.output();
         ASSERT_TRUE(key("Return"));  // Done
         ASSERT_TRUE(testing::eventually([&] { return settingsWindow("Moritane Setup").empty(); }));
         EXPECT_NE(defaults().find(R"("hasCompletedOnboarding": true)"), std::string::npos) << defaults();
     }
-    auto program = start("C.UTF-8");
+    auto program = start();
     // Once the extension is active, the pane's layout is settled.
     ASSERT_TRUE(program.waitFor("SystemExtensionInstaller: Camera extension: active")) << program.output();
     EXPECT_TRUE(settingsWindow("Moritane Setup").empty()) << "onboarding comes once";
 
-    auto later = start("C.UTF-8");
+    auto later = start();
     ASSERT_TRUE(testing::eventually([&] { return !settingsWindow(kEnglishTitle).empty(); })) << program.output();
     const auto id = settingsWindow(kEnglishTitle);
     // Tall enough for the whole General pane, so that its controls stand at known places.

@@ -1,51 +1,26 @@
-#include "support/Files.h"
-#include "testsupport/Desktop.h"
-#include "testsupport/TemporaryDirectory.h"
+#include "testsupport/DesktopFixture.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 namespace moritane {
 namespace {
 
-using namespace std::chrono_literals;
-
-const std::string kPath = "PATH=/usr/local/bin:/usr/bin:/bin";
-
-class TrayTest : public ::testing::Test {
+class TrayTest : public testing::DesktopFixture {
 protected:
-    TrayTest() {
-        // Onboarding is done: only the windows under test come up.
-        std::filesystem::create_directories(home / ".config/moritane");
-        testing::writeFile(home / ".config/moritane/defaults.json", R"({"hasCompletedOnboarding": true})");
-    }
-    // With onboarding done, the program installs and starts the camera.
-    void TearDown() override {
-        EXPECT_TRUE(testing::endDaemon(home / "runtime/moritane-camera.lock", "moritane-camera"));
-    }
+    TrayTest() { testing::completeOnboarding(home.path()); }
 
     [[nodiscard]] std::vector<std::string> visibleWindows() const { return desktop.visibleWindows("moritane"); }
-    [[nodiscard]] testing::ChildProcess start() const { return desktop.start(MORITANE_PROGRAM, home.path()); }
-
-    testing::Desktop desktop;
-    const testing::XvfbServer& server = desktop.server;
-    testing::TemporaryDirectory home;
 };
 
 TEST_F(TrayTest, TheIconFollowsTheModeAndOpensThePopoverWithItsPreview) {
     // A red 16:9 library image on show.
-    const auto shared = home / ".local/share/K7P3W9XQ2T.org.quelbrand.moritane";
     std::filesystem::create_directories(shared / "Images");
-    ASSERT_TRUE(testing::runToEnd({"convert", "-size", "64x36", "xc:#ff0000", (shared / "Images" / "red.png").string()},
-                                  {kPath}));
+    ASSERT_TRUE(desktop.server.run({"convert", "-size", "64x36", "xc:#ff0000", (shared / "Images/red.png").string()}));
     testing::writeFile(shared / "images.json",
                        R"([{"id":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8","name":"red","fileName":"red.png"}])");
     testing::writeFile(shared / "state.json",
                        R"({"mode":"image","selectedImageId":"6F1C2A3B-4D5E-4F60-8172-93A4B5C6D7E8"})");
-    const testing::ChildProcess tray(
-        {"trayer", "--edge", "top", "--align", "right", "--widthtype", "request", "--height", "28"},
-        {"DISPLAY=" + server.display(), kPath}, STDOUT_FILENO);
+    const auto host = tray();
     auto program = start();
 
     ASSERT_TRUE(program.waitFor("Cameras: ")) << program.output();  // the start-up is through
@@ -79,7 +54,7 @@ TEST_F(TrayTest, TheIconFollowsTheModeAndOpensThePopoverWithItsPreview) {
     ASSERT_TRUE(desktop.click(icon));
     ASSERT_TRUE(testing::eventually([&] { return visibleWindows().size() == 1; })) << program.output();
 
-    ASSERT_TRUE(server.xdotool({"key", "ctrl+alt+super+0"}));
+    ASSERT_TRUE(key("ctrl+alt+super+0"));
     ASSERT_TRUE(program.waitFor("CameraManager: wrote state mode=off")) << program.output();
     EXPECT_TRUE(testing::eventually([&] { return desktop.pixels(icon) != imageIcon; }));
 }

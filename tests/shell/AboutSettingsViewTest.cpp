@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <QAbstractButton>
-#include <QApplication>
-#include <QKeyEvent>
+#include <QTest>
 
 namespace moritane {
 namespace {
@@ -24,12 +23,8 @@ TEST(AboutSettingsViewTest, TheKeyboardOpensDocumentLinksThroughTheWorkspace) {
     ASSERT_EQ(links.size(), 4U);
     EXPECT_EQ(links[2]->accessibleDescription(), "about.link.hint");
 
-    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-    QApplication::sendEvent(links[2], &enter);
-    QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier);
-    QKeyEvent spaceUp(QEvent::KeyRelease, Qt::Key_Space, Qt::NoModifier);
-    QApplication::sendEvent(links[0], &space);
-    QApplication::sendEvent(links[0], &spaceUp);
+    QTest::keyClick(links[2], Qt::Key_Return);
+    QTest::keyClick(links[0], Qt::Key_Space);
     const std::string base(Constants::websiteBase);
     EXPECT_EQ(workspace.opened, (std::vector<std::string>{base + "/tokushoho/", base + "/terms/"}));
 }

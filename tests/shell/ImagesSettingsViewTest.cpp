@@ -1,19 +1,17 @@
 #include "shell/ImagesSettingsView.h"
 
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeImageDecoder.h"
-#include "platform/sim/SimulatedManagers.h"
-#include "testsupport/TemporaryDirectory.h"
+#include "testsupport/ManagersFixture.h"
+#include "testsupport/QtWait.h"
 
 #include <gtest/gtest.h>
 #include <QApplication>
 #include <QFileDialog>
-#include <QKeyEvent>
 #include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
 #include <QPushButton>
+#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
@@ -25,7 +23,7 @@ struct DropAccess : QListWidget {
     using QListWidget::dropEvent;
 };
 
-class ImagesSettingsViewTest : public ::testing::Test {
+class ImagesSettingsViewTest : public testing::ManagersFixture {
 protected:
     /// Before the view is made: three images, of which only the beach has a readable file.
     bool addLibrary() {
@@ -37,11 +35,6 @@ protected:
         return true;
     }
 
-    /// Runs the queued redraws and drops the rows they replaced.
-    static void settle() {
-        QApplication::processEvents();
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
     [[nodiscard]] QWidget* row(int index) const { return list->itemWidget(list->item(index)); }
     [[nodiscard]] QWidget* part(int index, int item) const { return row(index)->layout()->itemAt(item)->widget(); }
     [[nodiscard]] std::vector<std::string> names() const {
@@ -49,10 +42,6 @@ protected:
         std::ranges::transform(images.savedImages.value(), std::back_inserter(made), &SavedImage::name);
         return made;
     }
-    testing::TemporaryDirectory root;
-    CapturingLog log;
-    FakeImageDecoder decoder;
-    SimulatedManagers managers{root.path(), decoder, log};
     ImageManager& images = managers.images.get();
     const bool hasLibrary = addLibrary();
     ImagesSettingsView view{
@@ -74,22 +63,19 @@ TEST_F(ImagesSettingsViewTest, RowsShowTheirPictureOrThePlaceholderAndMoveThroug
     QDropEvent drop(QPointF(last.center().x(), last.bottom() - 2), Qt::MoveAction, data.get(), Qt::LeftButton, {});
     (list->*&DropAccess::dropEvent)(&drop);
     EXPECT_NE(drop.dropAction(), Qt::MoveAction) << "the dragging side would remove the rows";
-    settle();
+    testing::settle();
     EXPECT_EQ(names(), (std::vector<std::string>{"Desk", "Hill", "Beach"}));
     EXPECT_EQ(list->currentRow(), 2) << "the moved row stays selected";
 
     list->setCurrentRow(2);
-    QKeyEvent up(QEvent::KeyPress, Qt::Key_Up, Qt::AltModifier);
-    QApplication::sendEvent(list, &up);
-    settle();
+    QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
+    testing::settle();
     EXPECT_EQ(names(), (std::vector<std::string>{"Desk", "Beach", "Hill"}));
 }
 
 TEST_F(ImagesSettingsViewTest, ADoubleClickOpensTheFieldWithTheNameAndTheFocusAndReturnCommits) {
-    QMouseEvent doubleClick(QEvent::MouseButtonDblClick, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton, Qt::LeftButton,
-                            Qt::NoModifier);
-    QApplication::sendEvent(part(2, 1), &doubleClick);
-    settle();
+    QTest::mouseDClick(part(2, 1), Qt::LeftButton, {}, QPoint(2, 2));
+    testing::settle();
     auto* field = row(2)->findChild<QLineEdit*>();
     ASSERT_NE(field, nullptr);
     EXPECT_EQ(field->text(), "Hill");
@@ -97,9 +83,8 @@ TEST_F(ImagesSettingsViewTest, ADoubleClickOpensTheFieldWithTheNameAndTheFocusAn
 
     field->selectAll();
     field->insert(QStringLiteral("  Green hill \n"));
-    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-    QApplication::sendEvent(field, &enter);
-    settle();
+    QTest::keyClick(field, Qt::Key_Return);
+    testing::settle();
     EXPECT_EQ(names(), (std::vector<std::string>{"Beach", "Desk", "Green hill"}));
     EXPECT_EQ(row(2)->findChild<QLineEdit*>(), nullptr);
 }
@@ -117,8 +102,7 @@ TEST_F(ImagesSettingsViewTest, TheAddDialogRefusesATypedFileThatIsNoImageAndStay
             return dialog != nullptr ? dialog->reject() : QTimer::singleShot(0, &view, type);
         }
         field->setText(QString::fromStdString(typed[openAfter.size()].string()));
-        QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-        QApplication::sendEvent(field, &enter);
+        QTest::keyClick(field, Qt::Key_Return);
         openAfter.push_back(dialog->isVisible());
         QTimer::singleShot(0, &view, type);  // dropped with the view
     };

@@ -2,8 +2,7 @@
 
 #include "platform/sim/FakeHotKeyService.h"
 #include "platform/sim/FakeKeyboardLayouts.h"
-#include "platform/sim/ManualRunLoop.h"
-#include "platform/sim/MemoryDefaults.h"
+#include "testsupport/ManagersFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -14,32 +13,31 @@ namespace moritane {
 namespace {
 
 using GlobalShortcuts::KeyEvent;
+using ShortcutRecorderTest = testing::ManagersFixture;
 
 // B, with or without control.
 std::optional<KeyEvent> readKey(const QKeyEvent& event) {
     return KeyEvent{KeyEvent::keyDown, 11, event.modifiers().testFlag(Qt::ControlModifier) ? 0x40000 : 0};
 }
 
-TEST(ShortcutRecorderTest, AClickRecordsTheNextKeyThroughTheFilterAndTheWindowComingForwardDoesNot) {
-    MemoryDefaults defaults;
-    NotificationCenter center;
-    ManualRunLoop loop;
+TEST_F(ShortcutRecorderTest, AClickRecordsTheNextKeyThroughTheFilterAndTheWindowComingForwardDoesNot) {
     FakeHotKeyService service;
-    const auto registry = GlobalShortcuts::Registry::create({defaults, center, loop, service});
+    const auto registry =
+        GlobalShortcuts::Registry::create({managers.defaults, managers.center, managers.loop, service});
     const auto name = registry->makeName("cameraOff");
     FakeKeyboardLayout layout;
     FakeSymbolicHotKeys system;
-    const Localization strings{{}, {"en"}};
 
     QWidget window;
-    auto* recorder = new ShortcutRecorder({*registry, layout, system, strings, readKey, center, loop}, name,
-                                          QString("Camera off"), {}, &window);
+    auto* recorder = new ShortcutRecorder(
+        {*registry, layout, system, managers.localization, readKey, managers.center, managers.loop}, name,
+        QString("Camera off"), {}, &window);
     auto& field = recorder->field();
     window.show();
     QApplication::setActiveWindow(&window);
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     EXPECT_FALSE(field.hasFocus()) << "coming forward passes over the field";
-    loop.drainMain();
+    managers.loop.drainMain();
 
     QTest::mouseClick(&field, Qt::LeftButton);
     EXPECT_TRUE(field.isRecording());

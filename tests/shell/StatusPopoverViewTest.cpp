@@ -1,15 +1,12 @@
 #include "shell/StatusPopoverView.h"
 
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeImageDecoder.h"
-#include "platform/sim/SimulatedManagers.h"
 #include "shell/PopoverRow.h"
-#include "testsupport/TemporaryDirectory.h"
+#include "testsupport/ManagersFixture.h"
+#include "testsupport/QtWait.h"
 
 #include <gtest/gtest.h>
-#include <QApplication>
-#include <QKeyEvent>
 #include <QMenu>
+#include <QTest>
 
 namespace moritane {
 namespace {
@@ -19,7 +16,7 @@ using Status = SystemExtensionInstaller::Status;
 const auto kBeach = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
 const auto kDesk = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
 
-class StatusPopoverViewTest : public ::testing::Test {
+class StatusPopoverViewTest : public testing::ManagersFixture {
 protected:
     /// Before the view is made: two images, one of whose files is missing.
     bool addLibrary() {
@@ -29,11 +26,6 @@ protected:
         return true;
     }
 
-    /// Runs the queued redraws and drops the content they replaced.
-    static void settle() {
-        QApplication::processEvents();
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
     static std::vector<std::string> rows(const QWidget& view) {
         std::vector<std::string> made;
         for (const auto* row : view.findChildren<PopoverRow*>()) {
@@ -48,10 +40,6 @@ protected:
         return found == all.end() ? nullptr : *found;
     }
 
-    testing::TemporaryDirectory root;
-    CapturingLog log;
-    FakeImageDecoder decoder;
-    SimulatedManagers managers{root.path(), decoder, log};
     int quits = 0;
     const bool hasLibrary = addLibrary();
     StatusPopoverView view{
@@ -70,17 +58,16 @@ TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {
     EXPECT_FALSE(row(view, "Desk")->hasThumbnail());  // its file is missing, yet it can be chosen
 
     row(view, "Desk")->click();
-    settle();
+    testing::settle();
     EXPECT_EQ(managers.camera->selectedImageId.value(), kDesk);
     EXPECT_TRUE(row(view, "Desk")->isChecked());
     EXPECT_FALSE(row(view, "menu.cameraOff")->isChecked());
 
-    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-    QApplication::sendEvent(row(view, "menu.quit"), &enter);
+    QTest::keyClick(row(view, "menu.quit"), Qt::Key_Return);
     EXPECT_EQ(quits, 1);
 
     managers.cameras->cameras = {{"desk", "Desk Camera", false}};
-    settle();
+    testing::settle();
     row(view, "menu.selectCamera")->findChild<QMenu*>()->actions().back()->trigger();
     EXPECT_EQ(managers.camera->selectedCameraId.value(), "desk");
     EXPECT_EQ(managers.camera->currentMode.value(), Constants::CameraMode::camera);
@@ -88,18 +75,18 @@ TEST_F(StatusPopoverViewTest, RowsFollowTheStateAndCallTheManagers) {
 
 TEST_F(StatusPopoverViewTest, BlocksComeAndGoWithTheirStatus) {
     managers.installer->status = Status::activated();
-    settle();
+    testing::settle();
     EXPECT_EQ(row(view, "menu.installExtension"), nullptr);
     EXPECT_EQ(row(view, "menu.cameraPermission.openSettings"), nullptr);
     managers.permission->status = AuthorizationStatus::denied;
-    settle();
+    testing::settle();
     EXPECT_NE(row(view, "menu.cameraPermission.openSettings"), nullptr);
 }
 
 TEST_F(StatusPopoverViewTest, FramesRepaintThePreviewWithoutRebuildingTheRows) {
     const auto before = view.findChildren<PopoverRow*>();
     managers.preview->currentFrame = Frame::black(320, 180);
-    settle();
+    testing::settle();
     EXPECT_EQ(view.findChildren<PopoverRow*>(), before);
 }
 

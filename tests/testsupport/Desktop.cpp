@@ -22,21 +22,23 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
     return true;
 }
 
-ChildProcess Desktop::start(const std::string& program, const std::filesystem::path& home,
-                            const std::string& language) const {
-    std::filesystem::create_directories(home / "runtime");
-    std::vector<std::string> variables{"HOME=" + home.string(),
-                                       "XDG_RUNTIME_DIR=" + (home / "runtime").string(),
-                                       "DISPLAY=" + server.display(),
-                                       "QT_QPA_PLATFORM=xcb",
-                                       "LANG=" + language,
-                                       "PATH=/usr/local/bin:/usr/bin:/bin"};
+ChildProcess startProgram(const std::string& program, const std::filesystem::path& home,
+                          std::vector<std::string> variables) {
+    variables.insert(variables.end(), {"HOME=" + home.string(), "PATH=/usr/local/bin:/usr/bin:/bin"});
     for (char** entry = environ; *entry != nullptr; ++entry) {
         if (const std::string_view variable(*entry); variable.starts_with("ASAN_") || variable.starts_with("UBSAN_")) {
             variables.emplace_back(variable);
         }
     }
     return {{program}, variables, STDERR_FILENO};
+}
+
+ChildProcess Desktop::start(const std::string& program, const std::filesystem::path& home,
+                            const std::string& language) const {
+    std::filesystem::create_directories(home / "runtime");
+    return startProgram(program, home,
+                        {"XDG_RUNTIME_DIR=" + (home / "runtime").string(), "DISPLAY=" + server.display(),
+                         "QT_QPA_PLATFORM=xcb", "LANG=" + language});
 }
 
 namespace {
@@ -54,10 +56,6 @@ std::vector<std::string> lines(const std::string& text) {
 
 std::vector<std::string> Desktop::visibleWindows(const std::string& windowClass) const {
     return lines(server.output({"xdotool", "search", "--onlyvisible", "--class", windowClass}));
-}
-
-std::vector<std::string> Desktop::visibleWindowsNamed(const std::string& name) const {
-    return lines(server.output({"xdotool", "search", "--onlyvisible", "--name", "^" + name + "$"}));
 }
 
 Geometry Desktop::geometry(const std::string& window) const {

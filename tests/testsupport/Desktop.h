@@ -14,6 +14,11 @@ namespace moritane::testing {
 /// Asks again until `condition` holds, for at most `limit`: windows come and go on the server's time.
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = std::chrono::seconds(15));
 
+/// `program` with a home of the test's, the usual search path and only `variables` besides, but
+/// the sanitizers' options; its standard error is read.
+ChildProcess startProgram(const std::string& program, const std::filesystem::path& home,
+                          std::vector<std::string> variables);
+
 struct Geometry {
     int x = 0;
     int y = 0;
@@ -33,8 +38,6 @@ public:
 
     /// The visible windows whose class is `windowClass`.
     [[nodiscard]] std::vector<std::string> visibleWindows(const std::string& windowClass) const;
-    /// The visible windows titled `name`.
-    [[nodiscard]] std::vector<std::string> visibleWindowsNamed(const std::string& name) const;
     [[nodiscard]] Geometry geometry(const std::string& window) const;
     /// The screen's pixels in a rectangle, as raw RGB bytes.
     [[nodiscard]] std::string pixels(const Geometry& area) const;

@@ -44,6 +44,14 @@ private:
     std::size_t m_searchFrom = 0;
 };
 
+/// A dbus-daemon of the test's own on the stock session configuration, which lets the one user do
+/// everything.
+struct PrivateBus {
+    ChildProcess daemon{{"dbus-daemon", "--session", "--nofork", "--print-address=1"}, {}, 1};
+    const bool started = daemon.waitFor("\n");
+    const std::string address = daemon.output().substr(0, daemon.output().find('\n'));
+};
+
 /// Ends the program `name` whose process id the lock file `lock` holds: a daemon that the program
 /// under test started. True when there is none or it ended within a few seconds.
 bool endDaemon(const std::filesystem::path& lock, std::string_view name);

@@ -17,4 +17,10 @@ inline bool runUntil(const std::function<bool()>& done, std::chrono::millisecond
     return done();
 }
 
+/// Runs the queued events, redraws among them, and deletes the widgets they replaced.
+inline void settle() {
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 }  // namespace moritane::testing

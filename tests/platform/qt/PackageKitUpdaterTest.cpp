@@ -21,13 +21,11 @@ using namespace std::chrono_literals;
 
 using testing::runUntil;
 
-/// A bus of the test's own, standing for the system bus: the stock session configuration lets the
-/// one user do everything and activates no PackageKit. With PackageKit on its dummy back-end.
-struct PrivateBus {
-    explicit PrivateBus(bool withPackageKit) {
-        EXPECT_TRUE(daemon.waitFor("\n"));
-        const auto address = daemon.output().substr(0, daemon.output().find('\n'));
-        bus = QDBusConnection::connectToBus(QString::fromStdString(address), QString::fromStdString(address));
+/// A bus of the test's own, standing for the system bus, which activates no PackageKit. With
+/// PackageKit on its dummy back-end.
+struct SystemBus : testing::PrivateBus {
+    explicit SystemBus(bool withPackageKit) {
+        EXPECT_TRUE(started);
         if (withPackageKit) {
             packageKit.emplace(std::vector<std::string>{"/usr/libexec/packagekitd", "--backend=dummy",
                                                         "--keep-environment", "--disable-timer"},
@@ -37,8 +35,8 @@ struct PrivateBus {
         }
     }
 
-    testing::ChildProcess daemon{{"dbus-daemon", "--session", "--nofork", "--print-address=1"}, {}, STDOUT_FILENO};
-    QDBusConnection bus{QString()};
+    QDBusConnection bus{
+        QDBusConnection::connectToBus(QString::fromStdString(address), QString::fromStdString(address))};
     std::optional<testing::ChildProcess> packageKit;
     const Localization localization{
         Localization::load(std::filesystem::path(MORITANE_SOURCE_DIR) / "resources/l10n", {"en"}).value()};
@@ -72,7 +70,7 @@ TEST(PackageKitPackageTest, OnlyAnOriginNamedByTheBackEndIsARepository) {
 }
 
 TEST(PackageKitUpdaterTest, CanCheckOnlyForAPackageInstalledFromARepository) {
-    PrivateBus system(true);
+    SystemBus system(true);
     // The dummy back-end has powertop from "fedora", kernel with no origin, and no gtk2 installed.
     for (const auto& [name, expected] : {std::pair{"powertop", true}, {"kernel", false}, {"gtk2", false}}) {
         system.log.clear();
@@ -85,7 +83,7 @@ TEST(PackageKitUpdaterTest, CanCheckOnlyForAPackageInstalledFromARepository) {
 }
 
 TEST(PackageKitUpdaterTest, CheckTellsOfAnUpdateAndOffersTheSoftwareCentreOrSaysUpToDate) {
-    PrivateBus system(true);
+    SystemBus system(true);
     // The dummy back-end offers an update of powertop, and none of glib2.
     for (const auto& [name, text, buttons] :
          {std::tuple{"powertop", "Moritane 1.8-1.fc8 is available.", 2}, {"glib2", "Moritane is up to date.", 1}}) {
@@ -95,7 +93,7 @@ TEST(PackageKitUpdaterTest, CheckTellsOfAnUpdateAndOffersTheSoftwareCentreOrSays
 }
 
 TEST(PackageKitUpdaterTest, WithoutPackageKitItCannotCheckAtOnceAndACheckFails) {
-    PrivateBus system(false);
+    SystemBus system(false);
     const auto started = std::chrono::steady_clock::now();
     PackageKitUpdater updater(system.localization, system.log, "moritane", system.bus);
     ASSERT_TRUE(runUntil([&] { return !system.log.lines().empty(); }));

@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 #include <future>
 
 namespace moritane {
@@ -54,8 +53,8 @@ signals:
 
 struct SystemdSessionServiceTest : ::testing::Test {
     void SetUp() override {
-        ASSERT_TRUE(daemon.waitFor("\n"));
-        const auto address = QString::fromStdString(daemon.output().substr(0, daemon.output().find('\n')));
+        ASSERT_TRUE(system.started);
+        const auto address = QString::fromStdString(system.address);
         auto bus = QDBusConnection::connectToBus(address, address);
         ASSERT_TRUE(bus.registerService("org.freedesktop.systemd1"));
         bus.registerObject("/org/freedesktop/systemd1", &manager, QDBusConnection::ExportAllContents);
@@ -72,7 +71,7 @@ struct SystemdSessionServiceTest : ::testing::Test {
         return result.get();
     }
 
-    testing::ChildProcess daemon{{"dbus-daemon", "--session", "--nofork", "--print-address=1"}, {}, STDOUT_FILENO};
+    testing::PrivateBus system;
     testing::TemporaryDirectory directory;
     FakeManager manager;
     std::optional<SystemdSessionService> service;
