@@ -1,12 +1,7 @@
 #include "sources/PreviewRenderer.h"
 
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeImageDecoder.h"
 #include "platform/sim/ManualDispatchQueue.h"
-#include "platform/sim/SimulatedManagers.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/ManagersFixture.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +17,7 @@ constexpr Bgra kGreen{0, 255, 0, 255};
 const auto kWide = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
 const auto kNarrow = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
 
-class PreviewRendererTest : public ::testing::Test {
+class PreviewRendererTest : public testing::ManagersFixture {
 protected:
     PreviewRendererTest() {
         const std::string external(CaptureDeviceType::external);
@@ -61,10 +56,6 @@ protected:
         loop.drainMain();
     }
 
-    testing::TemporaryDirectory root;
-    CapturingLog log;
-    FakeImageDecoder decoder;
-    SimulatedManagers managers{root.path(), decoder, log};
     ManualRunLoop& loop = managers.loop;
     FakeVideoCapture& capture = managers.capture;
     std::shared_ptr<CameraManager>& camera = managers.camera;

@@ -1,11 +1,6 @@
 #include "shell/model/ImagesPaneModel.h"
 
-#include "platform/sim/CapturingLog.h"
-#include "platform/sim/FakeImageDecoder.h"
-#include "platform/sim/SimulatedManagers.h"
-#include "testsupport/TemporaryDirectory.h"
-
-#include <gtest/gtest.h>
+#include "testsupport/ManagersFixture.h"
 
 #include <algorithm>
 
@@ -18,7 +13,7 @@ const auto kBeach = *Uuid::fromString("11111111-2222-4333-8444-555555555555");
 const auto kDesk = *Uuid::fromString("AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
 const auto kHill = *Uuid::fromString("99999999-8888-4777-8666-555555555555");
 
-class ImagesPaneModelTest : public ::testing::Test {
+class ImagesPaneModelTest : public testing::ManagersFixture {
 protected:
     /// Three entries, set in memory only: images.json is not there until something writes it. The
     /// file of "Desk" is missing.
@@ -48,10 +43,6 @@ protected:
             {managers.images.get().savedImages.value(), managers.store.imagesDirectoryURL(), editedNames});
     }
 
-    testing::TemporaryDirectory root;
-    CapturingLog log;
-    FakeImageDecoder decoder;
-    SimulatedManagers managers{root.path(), decoder, log};
     EditedNames editedNames;
 };
 
