@@ -67,6 +67,10 @@ TEST_F(AppDelegateTest, LaterLaunchActivatesTheExtensionThenAsksForAnUndecidedPe
         utilityQueue.runAll();
         EXPECT_EQ(authorization.pendingRequests(), status == AuthorizationStatus::notDetermined ? 1U : 0U);
     }
+    authorization.answer(false);
+    EXPECT_EQ(log.lines().back(), "Camera permission granted: false");
+    makeDelegate()->applicationDidFinishLaunching();
+    utilityQueue.runAll();
     authorization.answer(true);
     EXPECT_EQ(log.lines().back(), "Camera permission granted: true");
 }

@@ -14,6 +14,7 @@ using SharedStoreTest = testing::CoreFixture;
 TEST_F(SharedStoreTest, TheContainerWinsElseEverythingLiesInTheFixedDirectoryMadeOnce) {
     container.fixed = root / "a" / "fixed";
     EXPECT_EQ(store.stateFileURL(), root / "state.json");
+    EXPECT_EQ(container.lastGroupIdentifier, "K7P3W9XQ2T.org.quelbrand.moritane");
     EXPECT_FALSE(std::filesystem::exists(root / "a"));
     container.container = std::nullopt;  // asked anew at every use
     std::vector<std::thread> firstUses;

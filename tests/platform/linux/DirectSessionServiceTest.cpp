@@ -1,9 +1,11 @@
 #include "platform/linux/DirectSessionService.h"
 
+#include "support/Files.h"
 #include "testsupport/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace moritane {
@@ -33,11 +35,28 @@ TEST_F(DirectSessionServiceTest, WritesItsAutostartEntryOnceAndLeavesOneThatItsU
 
 TEST_F(DirectSessionServiceTest, ALogThatIsNoFileOrADaemonThatEndsAtItsStartIsAnError) {
     std::filesystem::create_directories(directory / "current");
-    testing::writeFile(directory / "current/moritane-camera", "#!/bin/sh\necho 'cannot reach PipeWire' >&2\nexit 3\n");
+    testing::writeFile(directory / "current/moritane-camera",
+                       "#!/bin/sh\ntouch \"$0.ran\"\necho 'cannot reach PipeWire' >&2\nexit 3\n");
     std::filesystem::permissions(directory / "current/moritane-camera", std::filesystem::perms::owner_all);
-    ASSERT_EQ(::mkfifo((directory / "log").c_str(), 0600), 0);  // must not be waited on
-    EXPECT_TRUE(service.restart().has_value());
-    std::filesystem::remove(directory / "log");
+    const auto log = directory / "log";
+    const auto refusedWithoutRunning = [&] {
+        const auto refused = service.restart();
+        return refused && refused->description.find(log.string()) != std::string::npos &&
+               !std::filesystem::exists(directory / "current/moritane-camera.ran");
+    };
+    ASSERT_EQ(::mkfifo(log.c_str(), 0600), 0);
+    {
+        const files::FileDescriptor reader(::open(log.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        EXPECT_TRUE(refusedWithoutRunning());  // a pipe somebody reads
+    }
+    EXPECT_TRUE(refusedWithoutRunning());  // one nobody reads, which must not be waited on
+    std::filesystem::remove(log);
+    testing::writeFile(directory / "victim", "");
+    std::filesystem::create_symlink(directory / "victim", log);
+    EXPECT_TRUE(refusedWithoutRunning());
+    EXPECT_EQ(testing::readFile(directory / "victim"), "");
+
+    std::filesystem::remove(log);
     const auto failure = service.restart();
     ASSERT_TRUE(failure.has_value());
     EXPECT_NE(failure->description.find("exit status 3 at its start: cannot reach PipeWire"), std::string::npos)
